@@ -1,0 +1,32 @@
+# api/exports.txt is the one list of what the library exports. From it come the module-definition
+# file, the ELF version script and the table that the export tests read; scripts/exports.sh makes
+# the index in docs/ from it.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/api/exports.txt)
+file(STRINGS ${PROJECT_SOURCE_DIR}/api/exports.txt export_lines REGEX "^[A-Za-z_]")
+
+set(def "LIBRARY pci_tarn\nEXPORTS\n")
+set(map "PCI_TARN {\n  global:\n")
+set(table "")
+foreach(line IN LISTS export_lines)
+  string(REGEX MATCHALL "[^ \t]+" fields "${line}")
+  list(GET fields 0 name)
+  list(GET fields 1 kind)
+  list(GET fields 2 family)
+  list(GET fields 3 since)
+  list(GET fields 4 shown_by)
+  if(kind STREQUAL "data")
+    string(APPEND def "    ${name} DATA\n")
+  else()
+    string(APPEND def "    ${name}\n")
+  endif()
+  string(APPEND map "    ${name};\n")
+  string(APPEND table "X(${name}, \"${kind}\", \"${family}\", \"${since}\", \"${shown_by}\")\n")
+endforeach()
+string(APPEND map "  local: *;\n};\n")
+
+set(TARN_EXPORT_DEF ${CMAKE_BINARY_DIR}/exports/pci_tarn.def)
+set(TARN_EXPORT_MAP ${CMAKE_BINARY_DIR}/exports/pci_tarn.map)
+set(TARN_EXPORT_INC ${CMAKE_BINARY_DIR}/exports/exports.inc)
+file(CONFIGURE OUTPUT ${TARN_EXPORT_DEF} CONTENT "${def}" @ONLY)
+file(CONFIGURE OUTPUT ${TARN_EXPORT_MAP} CONTENT "${map}" @ONLY)
+file(CONFIGURE OUTPUT ${TARN_EXPORT_INC} CONTENT "${table}" @ONLY)

@@ -1,0 +1,15 @@
+# The sources of a folder, without the files of the other operating system.
+function(tarn_sources out)
+  set(found)
+  foreach(folder IN LISTS ARGN)
+    file(GLOB here CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp
+         ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.c)
+    list(APPEND found ${here})
+  endforeach()
+  if(WIN32)
+    list(FILTER found EXCLUDE REGEX "_linux\\.(cpp|c)$")
+  else()
+    list(FILTER found EXCLUDE REGEX "_win32\\.(cpp|c)$")
+  endif()
+  set(${out} ${found} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,61 @@
+// The card's firmware in software: serves the command rings of both channels and runs their buses.
+// It knows nothing of the host system: a host adapter gives it memory, interrupt lines and a
+// thread that calls serve().
+#pragma once
+
+#include "vcard/card/config.h"
+#include "vcard/card/memory.h"
+#include "vcard/firmware/faults.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tarn::vcard {
+
+// One request as the card saw it; tests read these back.
+struct SeenRequest {
+    uint32_t channel;
+    bool primary; // primary or secondary mailbox
+    uint16_t code;
+    std::vector<uint8_t> payload; // first 256 bytes
+};
+
+class Firmware {
+  public:
+    Firmware(CardConfig config, CardMemory memory, InterruptLine interrupt, LogLine log);
+    ~Firmware();
+    Firmware(const Firmware &) = delete;
+    Firmware &operator=(const Firmware &) = delete;
+
+    // Publishes the configuration block and the channel areas.
+    void boot();
+
+    // Serves everything that is due now and never blocks. Returns true when it found work, so that
+    // the caller looks again soon. Called from one thread; at the latest every millisecond.
+    bool serve();
+
+    // Ends the buses. The memory stays as it is.
+    void shut_down();
+
+    Faults &faults();
+    const CardConfig &config() const;
+
+    // The last requests seen, oldest first (at most 1,024); clear_seen() forgets them.
+    std::vector<SeenRequest> seen() const;
+    void clear_seen();
+
+    // A fault of one slave of a running bus: "unplug", "safeop-error" or "none". False when there
+    // is no such slave or fault.
+    bool slave_fault(uint32_t channel, uint32_t slave, const std::string &fault);
+
+    // One line per channel about its bus, for `tarn-vcard status`.
+    std::string describe() const;
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace tarn::vcard
