@@ -1,5 +1,5 @@
 // The operating system, as the rest of the library sees it: one list of functions, defined once
-// per system in os_linux.cpp and os_win32.cpp. Nothing here throws.
+// per system in os_linux.cpp with os_locks_linux.cpp, and in os_win32.cpp. Nothing here throws.
 #pragma once
 
 #include <cstdint>
