@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/card_memory.h"
 #include "board/board_handle.h"
 #include "layout/card_memory_map.h"
 #include "layout/shared_memory_map.h"
@@ -7,6 +8,23 @@
 #include "pci_tarn/pi.h"
 
 #include <cstdint>
+
+namespace tarn {
+
+// Copies between the logical and the physical image of one direction, in the order of the table
+// that is sorted by logical address; what lies side by side in both images is one run. Made anew
+// whenever the views are refreshed, and private to this process.
+struct PiCopyRun {
+    uint16_t logical;  // first bit
+    uint16_t physical; // first bit
+    uint32_t bits;
+};
+struct PiCopyPlan {
+    uint32_t count;
+    PiCopyRun runs[PCI_TARN_MAX_SLAVES];
+};
+
+} // namespace tarn
 
 // Context of one opened EtherCAT channel. Both the master services and the process image work on
 // it. One zeroed heap block; every member is plain data.
@@ -29,6 +47,7 @@ struct EcatHandle {
     uint8_t *fast_output;
     uint8_t *shadow_input;
     PiArea areas[5];
+    tarn::PiCopyPlan plans[2]; // output, input
     PiNormalObject normal_output_object;
     PiNormalObject normal_input_object;
     PiMasterObject fast_output_object;
@@ -45,6 +64,11 @@ namespace tarn {
 
 inline constexpr uint32_t kPdVersionFirst = 0x03000000;  // first triple buffer protocol
 inline constexpr uint32_t kPdVersionSecond = 0x06000000; // second
+
+// Version of the channel's mailbox interface; the bits between are not part of it.
+inline uint32_t interface_version(const EcatHandle &handle) noexcept {
+    return card::load32(handle.area) & 0xFF0000FF;
+}
 
 inline PiCardArea *pi_card_area(const EcatHandle &handle) noexcept {
     return reinterpret_cast<PiCardArea *>(handle.area + kPiCardOffset);

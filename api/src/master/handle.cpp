@@ -1,0 +1,210 @@
+// Opening and closing one EtherCAT channel of a card.
+
+#include "handle/ecat_handle.h"
+
+#include "base/card_memory.h"
+#include "base/console.h"
+#include "pci_tarn/board.h"
+#include "pci_tarn/ecat.h"
+#include "pci_tarn/shared.h"
+#include "pci_tarn/status.h"
+#include "pi/pi_setup.h"
+
+#include <cstdlib>
+
+namespace {
+
+using namespace tarn;
+
+constexpr uint32_t kMailboxVersion = 3;
+constexpr uint32_t kInterruptsPerChannel = 4; // primary, secondary, cycle, socket
+
+// A low byte of zero marks the long form, whose version is shifted up by one byte.
+uint32_t decode_pd_version(uint32_t word) {
+    if ((word & 0x00FFFF00) == 0) {
+        return 0x01000000;
+    }
+    return (word & 0xFF) != 0 ? (word >> 8) & 0xFFFF : (word & 0xFFFFFF00) << 8;
+}
+
+uint32_t pd_version_word(const EcatHandle &handle) {
+    return card::load32(&pi_card_area(handle)->version);
+}
+
+MailboxRing ring_view(const EcatHandle &handle, const RingDescriptor &descriptor) {
+    return {.pointers =
+                reinterpret_cast<uint32_t *>(handle.area + card::load32(&descriptor.pointers)),
+            .slots = handle.area + card::load32(&descriptor.slots),
+            .mask = card::load32(&descriptor.mask),
+            .slot_size = card::load32(&descriptor.slot_size)};
+}
+
+void bind_channels(EcatHandle &handle) {
+    const auto &header = *reinterpret_cast<const ChannelHeader *>(handle.area);
+    const uint32_t board = handle.board->index;
+    const uint32_t channel = handle.channel;
+    auto *doorbell = reinterpret_cast<uint32_t *>(handle.registers + bar1::kDoorbell[channel]);
+    const uint32_t interrupt = channel * kInterruptsPerChannel;
+
+    MailboxRing out = ring_view(handle, header.primary_out);
+    MailboxRing in = ring_view(handle, header.primary_in);
+    mailbox_init(&handle.primary, getMutex_mailbox(board, channel, 0), handle.board, &out, &in,
+                 doorbell, interrupt);
+    out = ring_view(handle, header.secondary_out);
+    in = ring_view(handle, header.secondary_in);
+    mailbox_init(&handle.secondary, getMutex_mailbox(board, channel, 1), handle.board, &out, &in,
+                 doorbell, interrupt + 1);
+    out = ring_view(handle, header.socket_out);
+    in = ring_view(handle, header.socket_in);
+    mailbox_sock_init(&handle.socket, getMutex_sock(board, channel, 0),
+                      getMutex_sock(board, channel, 1), handle.board, &out, &in, doorbell,
+                      interrupt + 3);
+}
+
+// Everything of the open that may fail once there is a handle. On failure the board of the handle
+// is set or null, and nothing else needs to be given back.
+uint32_t open_channel(EcatHandle &handle, const char *name, uint32_t channel, bool check_versions) {
+    if (const uint32_t status = BoardOpen(&handle.board, name); status != PCI_TARN_OK) {
+        handle.board = nullptr;
+        return status;
+    }
+    if (handle.board == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    BoardInfo info = {};
+    if (const uint32_t status = getBoardInfoByBoardHandle(handle.board, &info);
+        status != PCI_TARN_OK) {
+        return status;
+    }
+    if (channel >= PCI_TARN_MAX_CHANNELS || channel >= info.channel_count) {
+        return PCI_TARN_E_CHANNEL;
+    }
+    handle.channel = channel;
+    handle.pi_interrupt = channel * kInterruptsPerChannel + 2;
+    handle.area = static_cast<uint8_t *>(handle.board->bar[2]) + channel_area_offset(channel);
+    handle.registers = static_cast<uint8_t *>(handle.board->bar[1]);
+    handle.pd_version = decode_pd_version(pd_version_word(handle));
+    if (check_versions && EcatCheckPdoVersionMatch(&handle) != PCI_TARN_OK) {
+        return PCI_TARN_E_VERSION;
+    }
+    if (__pi_shared_memory == nullptr) {
+        return PCI_TARN_E_GENERAL;
+    }
+    bind_channels(handle);
+    pi::wire(handle);
+    return PCI_TARN_OK;
+}
+
+} // namespace
+
+uint32_t EcatOpen(EcatHandle **out, const char *name, uint32_t channel) {
+    return EcatOpenEx(out, name, channel, 0);
+}
+
+uint32_t EcatOpenEx(EcatHandle **out, const char *name, uint32_t channel, int32_t check_skip) {
+    if (out == nullptr) {
+        return PCI_TARN_E_INVALID_ARGUMENT;
+    }
+    // The caller sees the handle while the open runs; it is taken back on failure.
+    *out = static_cast<EcatHandle *>(calloc(1, sizeof(EcatHandle)));
+    if (*out == nullptr) {
+        print("malloc error.(%ld)[%s:%d]\r\n", static_cast<long>(sizeof(EcatHandle)), "EcatOpenEx",
+              __LINE__);
+        return PCI_TARN_E_RESOURCES;
+    }
+    EcatHandle &handle = **out;
+    handle.timeout_ms = kDefaultTimeoutMs;
+    const uint32_t status = open_channel(handle, name, channel, check_skip == 0);
+    if (status != PCI_TARN_OK) {
+        free(handle.board);
+        free(&handle);
+        *out = nullptr;
+    }
+    return status;
+}
+
+uint32_t EcatClose(EcatHandle *handle) {
+    return handle == nullptr ? uint32_t{PCI_TARN_E_HANDLE} : __EcatClose(handle);
+}
+
+uint32_t __EcatClose(EcatHandle *handle) {
+    pi::release(*handle);
+    free(handle->board);
+    free(handle);
+    return PCI_TARN_OK;
+}
+
+uint32_t EcatCheckPdoVersionMatch(EcatHandle *handle) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    const uint32_t mailbox = interface_version(*handle);
+    const bool mailbox_fits = mailbox == kMailboxVersion;
+    if (mailbox_fits &&
+        (handle->pd_version == kPdVersionSecond || handle->pd_version == kPdVersionFirst)) {
+        return PCI_TARN_OK;
+    }
+    print("[libpci_tarn] EcatOpen version error\r\n"
+          "|  Module  | Device Firmware |     SDK    |\r\n"
+          "| Mailbox  |   0x%08X    | 0x%08X |\r\n",
+          mailbox, kMailboxVersion);
+    if (mailbox_fits) {
+        print("|   PDO    |   0x%08X    | 0x%08X |\r\n", handle->pd_version, kPdVersionSecond);
+    }
+    // The advice looks at the word as the card wrote it, not at the decoded version. That is
+    // required, although a newer word in the long form is thus taken for an older firmware.
+    const bool firmware_is_older = mailbox_fits
+                                       ? (pd_version_word(*handle) & 0xFF0000FF) <= kPdVersionSecond
+                                       : mailbox <= kMailboxVersion;
+    print("%s\r\n", firmware_is_older ? "Please update device's firmware" : "Please update SDK.");
+    return PCI_TARN_E_VERSION;
+}
+
+uint32_t EcatGetBoardHandle(EcatHandle *handle, BoardHandle **board) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    if (board == nullptr) {
+        return PCI_TARN_E_INVALID_ARGUMENT;
+    }
+    *board = handle->board;
+    return PCI_TARN_OK;
+}
+
+uint32_t EcatGetCurrentChannel(EcatHandle *handle, uint32_t *channel) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    if (channel == nullptr) {
+        return PCI_TARN_E_INVALID_ARGUMENT;
+    }
+    *channel = handle->channel;
+    return PCI_TARN_OK;
+}
+
+uint32_t EcatGetInfo(EcatHandle *handle, BoardInfo *info) {
+    if (handle == nullptr || handle->board == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    if (info == nullptr) {
+        return PCI_TARN_E_INVALID_ARGUMENT;
+    }
+    return getBoardInfoByBoardHandle(handle->board, info);
+}
+
+void *__EcatGetConfigPtr(EcatHandle *handle) {
+    return handle == nullptr ? nullptr : handle->board->bar[2];
+}
+
+void *__EcatGetDevHandle(EcatHandle *handle) {
+    return handle->board->driver;
+}
+
+void *__EcatGetMailBoxPtr(EcatHandle *handle) {
+    return handle == nullptr ? nullptr : handle->area;
+}
+
+void *__EcatGetPiInfo(EcatHandle *handle) {
+    return handle == nullptr ? nullptr
+                             : getSharedMemory_piinfo(handle->board->index, handle->channel);
+}
