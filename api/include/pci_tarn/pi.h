@@ -2,6 +2,25 @@
  * @file pi.h
  * The process image: cyclic data by byte, bit, logical address or slave; the logical address map;
  * the buffer objects behind the five process image areas.
+ *
+ * A channel has five areas, numbered by the `index` argument. Offsets and lengths are bytes unless
+ * a name says bits; bit n of an image is bit n mod 8 of byte n / 8, least significant first.
+ *
+ * @par Views
+ * A handle keeps a view of the configuration: lengths, the logical mapping and the copy plan made
+ * from it. The view is set when the channel is opened and at every bus start *through that
+ * handle*. A handle that was opened before another process (or another handle) started the bus
+ * with a different configuration keeps its view of the older one; close and open it again to
+ * follow. Slave ranges and activity checks always look at the shared record of the last start.
+ *
+ * @par Threads and locks
+ * Every access through an area holds the channel's process image lock while bytes are copied. It
+ * is one lock per channel, shared by all processes and recursive per thread. Nothing here waits
+ * for the bus except where a time-out is named; what sends a request to the card says so.
+ *
+ * @par Images and exchanges
+ * Images that applications address have 8,192 bytes, what crosses to the card has 4,096 at most: a
+ * longer configured length is cut to that in every exchange.
  */
 #ifndef PCI_TARN_PI_H
 #define PCI_TARN_PI_H
@@ -13,59 +32,362 @@
 extern "C" {
 #endif
 
-/** Process image areas: the index argument of every operation. */
+/* Process image areas: the index argument of every operation. */
+
+/** Outputs in memory that all processes share; EcatPIOutputQueuePush() hands them to the card. */
 #define ECAT_PI_NORMAL_OUTPUT 0
+/** Inputs in memory that all processes share, as the input queue brings them. */
 #define ECAT_PI_NORMAL_INPUT 1
+/** Outputs that go to the card through a triple buffer. */
 #define ECAT_PI_FAST_OUTPUT 2
+/** An image of the output side that the card itself writes; can only be read. */
 #define ECAT_PI_CARD_AREA 3
+/** Inputs that come from the card through a triple buffer; can only be read. */
 #define ECAT_PI_SHADOW_INPUT 4
 
-/** Directions of the process image. */
+/* Directions of the process image. */
+
+/** Outputs: host to slaves. */
 #define ECAT_PI_DIRECTION_OUTPUT 0
+/** Inputs: slaves to host. */
 #define ECAT_PI_DIRECTION_INPUT 1
 
 /* ---- process image access ------------------------------------------------------------------ */
 
+/**
+ * Reads from an area and checks that the slaves behind the bytes are active.
+ *
+ * In direct mode a read of @ref ECAT_PI_SHADOW_INPUT fetches the newest inputs from the card
+ * first. A read of @ref ECAT_PI_CARD_AREA waits, without a limit, until the card has finished
+ * writing it.
+ *
+ * @param handle      opened channel
+ * @param index       area, 0 to 4
+ * @param offset      first byte, 0 to 8,191
+ * @param length      bytes; cut to 8,191 - offset, so that offset 8,191 reads nothing and succeeds
+ * @param destination gets the bytes; may be null when nothing is left to read
+ * @return 0; 80013 for a null handle; 34058 for an index or offset out of range; 32770 for a null
+ *         destination; 32771 when the card has no area behind @ref ECAT_PI_CARD_AREA; 80015 when a
+ *         slave that the bytes belong to is not active (the bytes have been read all the same)
+ */
 PCI_TARN_API uint32_t EcatPIRead(EcatHandle *handle, uint32_t index, uint32_t offset,
                                  uint32_t length, void *destination);
+
+/**
+ * Writes into an area and checks that the slaves behind the bytes are active.
+ *
+ * In direct mode a write to @ref ECAT_PI_FAST_OUTPUT is published to the card at once.
+ *
+ * @param handle opened channel
+ * @param index  area; only 0, 1 and 2 can be written
+ * @param offset first byte, 0 to 8,191
+ * @param length bytes; cut to 8,191 - offset
+ * @param source bytes to write; may be null when nothing is left to write
+ * @return 0; 80013 for a null handle; 34058 for an index or offset out of range; 32770 for a null
+ *         source; 32782 for an area that cannot be written; 80015 when a slave that the bytes
+ *         belong to is not active (the bytes have been written all the same)
+ */
 PCI_TARN_API uint32_t EcatPIWrite(EcatHandle *handle, uint32_t index, uint32_t offset,
                                   uint32_t length, const void *source);
+
+/**
+ * Writes chosen bits into an area; otherwise as EcatPIWrite().
+ *
+ * @param handle opened channel
+ * @param index  area; only 0, 1 and 2 can be written
+ * @param offset first byte, 0 to 8,191
+ * @param length bytes; cut to 8,191 - offset
+ * @param mask   one byte for each byte written: bits that are 1 come from the source, bits that are
+ *               0 stay. Null writes all bits
+ * @param source bytes to write
+ * @return as EcatPIWrite()
+ */
 PCI_TARN_API uint32_t EcatPIMaskWrite(EcatHandle *handle, uint32_t index, uint32_t offset,
                                       uint32_t length, const uint8_t *mask, const void *source);
+
+/**
+ * Reads from an area without looking at the slaves.
+ *
+ * @param handle      opened channel
+ * @param index       area, 0 to 4
+ * @param offset      in: first byte, 0 to 8,191; left as it is
+ * @param length      in: bytes wanted; out: bytes that were within reach (at most 8,191 - offset)
+ * @param destination gets the bytes
+ * @return 0; 80013 for a null handle; 34058 for an index or offset out of range; 32770 for another
+ *         null pointer; 32771 when the card has no area behind @ref ECAT_PI_CARD_AREA
+ */
 PCI_TARN_API uint32_t __EcatPIRead_NotCheck(EcatHandle *handle, uint32_t index, uint32_t *offset,
                                             uint32_t *length, void *destination);
+
+/**
+ * Zeroes an area: all 8,192 bytes of its image. Clearing @ref ECAT_PI_FAST_OUTPUT also publishes
+ * the zeros, in every access mode.
+ *
+ * @param handle opened channel
+ * @param index  area; only 0, 1 and 2 can be cleared
+ * @return 0; 80013 for a null handle; 34058 for an index out of range; 32782 for an area that
+ *         cannot be cleared
+ */
 PCI_TARN_API uint32_t EcatPIClear(EcatHandle *handle, uint32_t index);
+
+/**
+ * Gives the address of an area's image, for access without the copy.
+ *
+ * Who writes through it holds no lock, marks nothing for publication and is not seen by the
+ * watchdog. The address is valid until the handle is closed.
+ *
+ * @param handle  opened channel
+ * @param index   area, 0 to 4
+ * @param address gets the address of 8,192 bytes
+ * @return 0; 80013 for a null handle; 34058 for an index out of range; 32770 for a null `address`;
+ *         32782 when the area has no image
+ */
 PCI_TARN_API uint32_t EcatPINMap(EcatHandle *handle, uint32_t index, void **address);
+
+/**
+ * The same as EcatSlavePIGetRange().
+ *
+ * @param handle opened channel
+ * @param index  area, 0 to 4
+ * @param slave  slave index
+ * @param offset gets the first byte; may be null
+ * @param length gets the number of bytes; may be null
+ * @return as EcatSlavePIGetRange()
+ */
 PCI_TARN_API uint32_t EcatPIGetRange(EcatHandle *handle, uint32_t index, uint16_t slave,
                                      uint32_t *offset, uint32_t *length);
+
+/**
+ * Tells which bytes of an area belong to a slave.
+ *
+ * Works only with a configuration that carries a logical mapping: the number of slaves in the
+ * mapping bounds the slave index, also where the direction itself is not mapped.
+ *
+ * @param handle opened channel
+ * @param index  area, 0 to 4
+ * @param slave  slave index
+ * @param offset gets the first byte that the slave's bits touch; may be null
+ * @param length gets the number of bytes that they touch; may be null. A slave without bits that
+ *               stands inside a byte still has length 1
+ * @return 0; 80013 for a null handle; 34058 for an index out of range; 32778 for a slave that the
+ *         mapping does not hold
+ */
 PCI_TARN_API uint32_t EcatSlavePIGetRange(EcatHandle *handle, uint32_t index, uint16_t slave,
                                           uint32_t *offset, uint32_t *length);
+
+/**
+ * Reads a slave's data from its first byte on: EcatSlavePIReadEx() with offset 0.
+ *
+ * @param handle      opened channel
+ * @param index       area, 0 to 4
+ * @param slave       slave index
+ * @param length      bytes; cut to the slave's range
+ * @param destination gets the bytes
+ * @return as EcatSlavePIReadEx()
+ */
 PCI_TARN_API uint32_t EcatSlavePIRead(EcatHandle *handle, uint32_t index, uint16_t slave,
                                       uint32_t length, void *destination);
+
+/**
+ * Reads inside a slave's byte range, as EcatSlavePIGetRange() gives it.
+ *
+ * @param handle      opened channel
+ * @param index       area, 0 to 4; looked at before the handle
+ * @param slave       slave index
+ * @param offset      first byte, counted from the slave's first one
+ * @param length      bytes; cut to the slave's range
+ * @param destination gets the bytes
+ * @return 0; 34058 for an index out of range or an offset behind the slave's range; 80013 for a
+ *         null handle; 32778 for a slave that the mapping does not hold; else as EcatPIRead(),
+ *         where 80015 says that this slave is not ready
+ */
 PCI_TARN_API uint32_t EcatSlavePIReadEx(EcatHandle *handle, uint32_t index, uint16_t slave,
                                         uint32_t offset, uint32_t length, void *destination);
+
+/**
+ * Writes a slave's data from its first byte on: EcatSlavePIMaskWriteEx() with offset 0 and no mask.
+ *
+ * @param handle opened channel
+ * @param index  area; only 0, 1 and 2 can be written
+ * @param slave  slave index
+ * @param length bytes; cut to the slave's range
+ * @param source bytes to write
+ * @return as EcatSlavePIMaskWriteEx()
+ */
 PCI_TARN_API uint32_t EcatSlavePIWrite(EcatHandle *handle, uint32_t index, uint16_t slave,
                                        uint32_t length, const void *source);
+
+/**
+ * Writes inside a slave's byte range: EcatSlavePIMaskWriteEx() without a mask.
+ *
+ * @param handle opened channel
+ * @param index  area; only 0, 1 and 2 can be written
+ * @param slave  slave index
+ * @param offset first byte, counted from the slave's first one
+ * @param length bytes; cut to the slave's range
+ * @param source bytes to write
+ * @return as EcatSlavePIMaskWriteEx()
+ */
 PCI_TARN_API uint32_t EcatSlavePIWriteEx(EcatHandle *handle, uint32_t index, uint16_t slave,
                                          uint32_t offset, uint32_t length, const void *source);
+
+/**
+ * Writes chosen bits of a slave's data: EcatSlavePIMaskWriteEx() with offset 0.
+ *
+ * @param handle opened channel
+ * @param index  area; only 0, 1 and 2 can be written
+ * @param slave  slave index
+ * @param length bytes; cut to the slave's range
+ * @param mask   as for EcatPIMaskWrite(); null writes all bits
+ * @param source bytes to write
+ * @return as EcatSlavePIMaskWriteEx()
+ */
 PCI_TARN_API uint32_t EcatSlavePIMaskWrite(EcatHandle *handle, uint32_t index, uint16_t slave,
                                            uint32_t length, const uint8_t *mask,
                                            const void *source);
+
+/**
+ * Writes chosen bits inside a slave's byte range.
+ *
+ * The range is whole bytes: where slaves share a byte, a mask keeps the neighbour's bits.
+ *
+ * @param handle opened channel
+ * @param index  area; only 0, 1 and 2 can be written; looked at before the handle
+ * @param slave  slave index
+ * @param offset first byte, counted from the slave's first one
+ * @param length bytes; cut to the slave's range
+ * @param mask   as for EcatPIMaskWrite(); null writes all bits
+ * @param source bytes to write
+ * @return 0; 34058 for an index out of range or an offset behind the slave's range; 80013 for a
+ *         null handle; 32778 for a slave that the mapping does not hold; else as EcatPIWrite(),
+ *         where 80015 says that this slave is not ready
+ */
 PCI_TARN_API uint32_t EcatSlavePIMaskWriteEx(EcatHandle *handle, uint32_t index, uint16_t slave,
                                              uint32_t offset, uint32_t length, const uint8_t *mask,
                                              const void *source);
+
+/**
+ * Zeroes the bytes of a slave's range, bits of neighbours in the same bytes included.
+ *
+ * @param handle opened channel
+ * @param index  area, 0 to 4; areas that cannot be cleared stay as they are
+ * @param slave  slave index
+ * @return 0, also for an area that cannot be cleared; 80013 for a null handle; 34058 for an index
+ *         out of range; 32778 for a slave that the mapping does not hold
+ */
 PCI_TARN_API uint32_t EcatSlavePIClear(EcatHandle *handle, uint32_t index, uint16_t slave);
+
+/**
+ * Switches the card's process image service on or off.
+ *
+ * Switching on sends a request and blocks for at most twice the handle's request time-out;
+ * switching off only writes a word of card memory.
+ *
+ * @param handle opened channel
+ * @param flag   0 off, any other value on
+ * @return 0; 32770 (not 80013) for a null handle; 80001, 80002, 80003 or the firmware's status of
+ *         the request, and then the service stays as it was
+ */
 PCI_TARN_API uint32_t EcatPIEnableSet(EcatHandle *handle, uint32_t flag);
+
+/**
+ * Switches the card's process image service on: EcatPIEnableSet() with 1.
+ *
+ * @param handle opened channel
+ * @return as EcatPIEnableSet()
+ */
 PCI_TARN_API uint32_t EcatPIEnable(EcatHandle *handle);
+
+/**
+ * Switches the card's process image service off. Sends no request.
+ *
+ * @param handle opened channel
+ * @return 0; 32770 for a null handle
+ */
 PCI_TARN_API uint32_t EcatPIDisable(EcatHandle *handle);
+
+/**
+ * Tells whether the card's process image service is on. Sends no request.
+ *
+ * @param handle opened channel
+ * @param flag   gets 1 or 0
+ * @return 0; 32770 for a null handle or a null `flag`
+ */
 PCI_TARN_API uint32_t EcatPIEnableGet(EcatHandle *handle, uint32_t *flag);
+
+/**
+ * Chooses what the next bus start through this handle keeps.
+ *
+ * @param handle opened channel
+ * @param mode   0 takes the mode that all processes share; 2 keeps the triple buffers and sends
+ *               their outputs again after the start; 3 keeps the normal images and pushes the
+ *               outputs into the output queue after the start; any other value empties all
+ * @return 0; 80013 for a null handle
+ */
 PCI_TARN_API uint32_t EcatPIReinitModeSet(EcatHandle *handle, uint32_t mode);
+
+/**
+ * Tells the handle's own reinit mode, 0 after the open.
+ *
+ * @param handle opened channel
+ * @param mode   gets the mode
+ * @return 0; 80013 for a null handle; 32789 for a null `mode`
+ */
 PCI_TARN_API uint32_t EcatPIReinitModeGet(EcatHandle *handle, uint32_t *mode);
+
+/**
+ * Chooses the reinit mode for all handles of the channel, in all processes of this directory,
+ * whose own mode is 0.
+ *
+ * @param handle opened channel
+ * @param mode   as for EcatPIReinitModeSet(), where 0 empties all
+ * @return 0; 80013 for a null handle; 32771 when there is no shared memory
+ */
 PCI_TARN_API uint32_t EcatPIReinitModeSetGlobal(EcatHandle *handle, uint16_t mode);
+
+/**
+ * Tells the shared reinit mode of the channel.
+ *
+ * @param handle opened channel
+ * @param mode   gets the mode
+ * @return 0; 80013 for a null handle; 32789 for a null `mode`; 32771 when there is no shared memory
+ */
 PCI_TARN_API uint32_t EcatPIReinitModeGetGlobal(EcatHandle *handle, uint32_t *mode);
+
+/**
+ * Hands the image of @ref ECAT_PI_NORMAL_OUTPUT to the card's output queue of 128 entries.
+ *
+ * Blocks while the queue is full, up to the time-out. Counts as an access that feeds the watchdog.
+ *
+ * @param handle     opened channel
+ * @param flag       stored in the last byte of the entry; an image of 4,096 bytes takes its place
+ * @param timeout_ms time to wait for a free entry; 0 tries once
+ * @return 0; 80013 for a null handle; 80011 when the queue stayed full
+ */
 PCI_TARN_API uint32_t EcatPIOutputQueuePush(EcatHandle *handle, uint8_t flag, uint32_t timeout_ms);
+
+/**
+ * Copies bits. Bits of the destination outside the run stay as they are, and no byte that the two
+ * runs do not touch is read or written. Needs no alignment.
+ *
+ * @param destination     copied to; may be null when `bits` is 0
+ * @param destination_bit first bit of the run in the destination, any value
+ * @param source          copied from; must not overlap the destination's run
+ * @param source_bit      first bit of the run in the source, any value
+ * @param bits            number of bits; 0 does nothing
+ * @return `destination`
+ */
 PCI_TARN_API void *ecat_bitmemcpy(void *destination, uint32_t destination_bit, const void *source,
                                   uint32_t source_bit, uint32_t bits);
+
+/**
+ * Overrides the lengths that a handle uses for an area, until its view is set again.
+ *
+ * @param handle opened channel
+ * @param index  area, 0 to 4
+ * @param length bytes, for both the physical and the image length; exchanges move 4,096 at most
+ * @return 0; 80013 for a null handle; 34058 for an index out of range
+ */
 PCI_TARN_API uint32_t __set_pi_area_complete_info_pdo_len(EcatHandle *handle, uint32_t index,
                                                           uint32_t length);
 
@@ -97,31 +419,133 @@ typedef struct EcatSlaveActiveCache {
 
 /** Operations of a random access range, for iterator_find_range(). */
 typedef struct IteratorOps {
-    bool (*less)(uint64_t a, uint64_t b);           /**< less-than of two keys */
-    uint64_t (*key)(void *iterator);                /**< key of an element */
-    bool (*equal)(void *a, void *b);                /**< equality of two iterators */
-    int64_t (*distance)(void *a, void *b);          /**< elements from a to b */
-    void *(*advance)(void *iterator, int64_t n);    /**< iterator moved by n elements */
+    bool (*less)(uint64_t a, uint64_t b);        /**< less-than of two keys */
+    uint64_t (*key)(void *iterator);             /**< key of an element */
+    bool (*equal)(void *a, void *b);             /**< equality of two iterators */
+    int64_t (*distance)(void *a, void *b);       /**< elements from a to b */
+    void *(*advance)(void *iterator, int64_t n); /**< iterator moved by n elements */
 } IteratorOps;
 
+/**
+ * Reads the logical mapping that an ENI file carries and builds the tables of both directions.
+ *
+ * The mapping is the JSON text in the file's comment that begins with
+ * `<!-- @@##ENI_PDO_LIST##@@` or, where that is absent, `<!-- @@##ENI_INFO##@@`. The physical part
+ * of the blocks (length, runs, participation) must be there already and is kept; the rest is
+ * cleared first. A bus start calls this on the shared record; a direct call is for blocks of one's
+ * own.
+ *
+ * @param eni_path     path of the file. Null, a file that cannot be read, one below 100 bytes or
+ *                     from 5,242,880 bytes on, and one without the comment mean: no mapping
+ * @param slave_count  slaves of the configuration; the mapping must name exactly that many
+ * @param input_block  direction block of the inputs, 41,488 bytes
+ * @param output_block direction block of the outputs, 41,488 bytes
+ * @return 0, also without a mapping (flag and logical length are 0 then); 80016 when the text is
+ *         no such mapping (the tables built so far stay, the flags are 0); 34359 when there is no
+ *         memory (a message says how much); 32770 for a null block
+ */
 PCI_TARN_API uint32_t ecat_pi_logic_addr_map_init(const char *eni_path, uint32_t slave_count,
                                                   void *input_block, void *output_block);
+
+/**
+ * Finds the entries of a direction's logical table that overlap a run of bits.
+ *
+ * @param block direction block, 41,488 bytes
+ * @param start first bit
+ * @param count number of bits; a run that reaches past bit 65,535 overlaps nothing
+ * @param begin gets the first entry, null when there is none; may be null
+ * @param end   gets the entry behind the last one, null when there is none; may be null
+ * @return true when at least one entry overlaps
+ */
 PCI_TARN_API bool ecat_pi_logic_addr_get_range(const void *block, uint16_t start, uint16_t count,
                                                const PiLogicEntry **begin,
                                                const PiLogicEntry **end);
+
+/**
+ * Finds the slaves whose data overlaps a run of bits of a direction's physical image.
+ *
+ * @param pi_info       PI info record, 156,728 bytes
+ * @param direction     @ref ECAT_PI_DIRECTION_OUTPUT or @ref ECAT_PI_DIRECTION_INPUT
+ * @param start         first bit
+ * @param count         number of bits; a run that reaches past bit 65,535 overlaps nothing
+ * @param first         gets the first slave index, 0 when there is none; may be null
+ * @param number        gets the number of slaves from there on; may be null
+ * @param participation gets the address of the direction's participation bitmap, also when no slave
+ *                      overlaps; null when there are no slaves or no bits; may be null
+ * @return true when at least one slave overlaps
+ */
 PCI_TARN_API bool getPiInfo_offset2slave(const void *pi_info, uint32_t direction, uint16_t start,
                                          uint16_t count, uint16_t *first, uint16_t *number,
                                          const uint32_t **participation);
+
+/**
+ * Computes what a run of logical bits and one slave's data have in common.
+ *
+ * @param phy            the slave's place in the physical image
+ * @param logic          the slave's logical bit address
+ * @param start          first logical bit of the request
+ * @param count          bits of the request
+ * @param bit_in_request gets the first common bit, counted from `start`; may be null
+ * @param phy_bit        gets the same bit's position in the physical image; may be null
+ * @param bits           gets the number of common bits; may be null
+ * @return true when they overlap; otherwise all results are 0
+ */
 PCI_TARN_API bool ecat_calc_phy_logic_mixed(const PiPhyEntry *phy, uint16_t logic, uint16_t start,
                                             uint16_t count, uint16_t *bit_in_request,
                                             uint16_t *phy_bit, uint16_t *bits);
+
+/**
+ * Sets up an empty cache.
+ *
+ * @param cache         cache to set up
+ * @param card          the card's activity words, one bit per slave; must stay valid
+ * @param participation bitmap of the slaves that have data in the direction; must stay valid
+ * @param count         number of slaves
+ */
 PCI_TARN_API void ecat_slave_active_cache_init(EcatSlaveActiveCache *cache,
                                                const volatile uint32_t *card,
                                                const uint32_t *participation, uint32_t count);
+
+/**
+ * Tells whether a slave counts as active. A word of the card is read once, so the answer may be
+ * older than the last change.
+ *
+ * @param cache cache to look into
+ * @param slave slave index
+ * @return true when the slave is active, has no data in the direction, or does not exist
+ */
 PCI_TARN_API bool ecat_slave_active_cache_get(EcatSlaveActiveCache *cache, uint16_t slave);
+
+/**
+ * Tells whether all slaves with data in a run of a direction's physical image are active.
+ *
+ * @param pi_info   PI info record, 156,728 bytes
+ * @param card      the card's activity words, one bit per slave
+ * @param direction @ref ECAT_PI_DIRECTION_OUTPUT or @ref ECAT_PI_DIRECTION_INPUT
+ * @param start     first bit
+ * @param count     number of bits
+ * @return true when all are, or when no slave lies there
+ */
 PCI_TARN_API bool ecat_check_all_slave_is_active(const void *pi_info, const volatile uint32_t *card,
                                                  uint32_t direction, uint16_t start,
                                                  uint16_t count);
+
+/**
+ * Finds the elements of an ascending range that overlap the keys from `low` to before `high`.
+ *
+ * Elements must ascend by key. The search steps back by one element only, as it does in the tables
+ * of the process image: an element that reaches over its successor's start is not found behind it.
+ *
+ * @param ops         operations of the range
+ * @param begin       first element
+ * @param end         behind the last element
+ * @param low         first key
+ * @param high        behind the last key
+ * @param range_begin gets the first element, null when there is none; may be null
+ * @param range_end   gets the element behind the last one, null when there is none; may be null
+ * @param inside      whether a key lies before the end of an element
+ * @return true when at least one element overlaps
+ */
 PCI_TARN_API bool iterator_find_range(const IteratorOps *ops, void *begin, void *end, uint64_t low,
                                       uint64_t high, void **range_begin, void **range_end,
                                       bool (*inside)(void *iterator, uint64_t key));
@@ -142,8 +566,8 @@ typedef struct PiTransfer {
     uint64_t dma_base;          /**< address that DMA counts card addresses from */
     /** Converts a whole image between its logical and physical form. */
     void (*convert)(const struct PiTransfer *state, void *destination, const void *source);
-    const void *plan;           /**< merged copy runs, made by the library; null without mapping */
-    uint64_t reserved;          /**< zero */
+    const void *plan;  /**< merged copy runs, made by the library; null without mapping */
+    uint64_t reserved; /**< zero */
 } PiTransfer;
 
 /** Operations of a process image area, in slot order. */
@@ -174,20 +598,20 @@ typedef struct PiArea {
 
 /** Buffer object of the normal output and input areas. */
 typedef struct PiNormalObject {
-    uint8_t *buffer;     /**< physical image, 4,096 bytes */
-    uint8_t *cache;      /**< image that applications address, 8,192 bytes */
-    uint32_t direction;  /**< ECAT_PI_DIRECTION_OUTPUT or _INPUT */
+    uint8_t *buffer;    /**< physical image, 4,096 bytes */
+    uint8_t *cache;     /**< image that applications address, 8,192 bytes */
+    uint32_t direction; /**< ECAT_PI_DIRECTION_OUTPUT or _INPUT */
 } PiNormalObject;
 
 /** Producer side of a triple buffer (fast output). */
 typedef struct PiMasterObject {
-    uint8_t *card;            /**< card buffer 0 */
-    uint8_t *local;           /**< local image, 8,192 bytes in shared memory */
-    uint32_t *dirty;          /**< non-zero: written since the last exchange */
-    uint32_t stride;          /**< bytes from one card buffer to the next */
-    uint8_t staging[4096];    /**< physical image on its way to the card */
-    uint32_t *index;          /**< counter, host word, card word */
-    PiArea *owner;            /**< area that this object serves */
+    uint8_t *card;         /**< card buffer 0 */
+    uint8_t *local;        /**< local image, 8,192 bytes in shared memory */
+    uint32_t *dirty;       /**< non-zero: written since the last exchange */
+    uint32_t stride;       /**< bytes from one card buffer to the next */
+    uint8_t staging[4096]; /**< physical image on its way to the card */
+    uint32_t *index;       /**< counter, host word, card word */
+    PiArea *owner;         /**< area that this object serves */
 } PiMasterObject;
 
 /** Consumer side of a triple buffer (shadow input). */
@@ -202,27 +626,106 @@ typedef struct PiSlaveObject {
 
 /** Reader of the card-side exchange area. */
 typedef struct PiExchangeObject {
-    const uint8_t *card;       /**< exchange area in card memory, 4,096 bytes */
-    const uint32_t *sequence;  /**< odd while the card writes the area; null: no area */
-    uint32_t last;             /**< sequence that local was read at */
-    uint8_t staging[4096];     /**< physical image on its way from the card */
-    uint8_t local[8192];       /**< image that applications read */
+    const uint8_t *card;      /**< exchange area in card memory, 4,096 bytes */
+    const uint32_t *sequence; /**< odd while the card writes the area; null: no area */
+    uint32_t last;            /**< sequence that local was read at */
+    uint8_t staging[4096];    /**< physical image on its way from the card */
+    uint8_t local[8192];      /**< image that applications read */
 } PiExchangeObject;
 
+/**
+ * Writes into the producer's local image, marks it and runs the exchange of the object's area.
+ * The caller holds the area's lock.
+ *
+ * @param object PiMasterObject
+ * @param offset first byte of the image
+ * @param count  bytes; what lies outside the 8,192 bytes is left out
+ * @param source bytes to write
+ * @param mask   as for EcatPIMaskWrite(); null writes all bits
+ * @param state  transfer state; null takes that of the object's area
+ * @return result of the exchange; 0 for an object without area; 32770 for a null object or source
+ */
 PCI_TARN_API uint32_t pi_buff_3p_master_write(void *object, uint32_t offset, uint32_t count,
                                               const void *source, const uint8_t *mask,
                                               PiTransfer *state);
+
+/**
+ * Writes into the producer's local image and marks it for the next exchange.
+ * The caller holds the area's lock.
+ *
+ * @param object PiMasterObject
+ * @param offset first byte of the image
+ * @param count  bytes; what lies outside the 8,192 bytes is left out
+ * @param source bytes to write
+ * @param mask   as for EcatPIMaskWrite(); null writes all bits
+ * @param state  not used
+ * @return 0; 32770 for a null object or source
+ */
 PCI_TARN_API uint32_t pi_buff_3p_master_write_cycle(void *object, uint32_t offset, uint32_t count,
                                                     const void *source, const uint8_t *mask,
                                                     PiTransfer *state);
+
+/**
+ * Reads back the producer's local image. The caller holds the area's lock.
+ *
+ * @param object      PiMasterObject
+ * @param offset      first byte of the image
+ * @param count       bytes; what lies outside the 8,192 bytes is left out
+ * @param destination gets the bytes
+ * @param state       not used
+ * @return 0; 32770 for a null object or destination
+ */
 PCI_TARN_API uint32_t pi_buff_3p_master_read(void *object, uint32_t offset, uint32_t count,
                                              void *destination, PiTransfer *state);
+
+/**
+ * Marks the producer's local image, so that the next exchange publishes it unchanged.
+ *
+ * @param object PiMasterObject
+ * @return 0; 32770 for a null object
+ */
 PCI_TARN_API uint32_t pi_buff_3p_master_force_update(void *object);
+
+/**
+ * Refuses to write into the consumer's image.
+ *
+ * @param object not used
+ * @param offset not used
+ * @param count  not used
+ * @param source not used
+ * @param mask   not used
+ * @param state  not used
+ * @return 32782
+ */
 PCI_TARN_API uint32_t pi_buff_3p_slave_write(void *object, uint32_t offset, uint32_t count,
                                              const void *source, const uint8_t *mask,
                                              PiTransfer *state);
+
+/**
+ * Runs the exchange of the object's area and reads the consumer's local image.
+ * The caller holds the area's lock.
+ *
+ * @param object      PiSlaveObject
+ * @param offset      first byte of the image
+ * @param count       bytes; what lies outside the 8,192 bytes is left out
+ * @param destination gets the bytes, nothing when the exchange fails
+ * @param state       transfer state; null takes that of the object's area
+ * @return 0; a non-zero result of the exchange; 32770 for a null object or destination
+ */
 PCI_TARN_API uint32_t pi_buff_3p_slave_read(void *object, uint32_t offset, uint32_t count,
                                             void *destination, PiTransfer *state);
+
+/**
+ * Reads the consumer's local image as the last exchange left it.
+ * The caller holds the area's lock.
+ *
+ * @param object      PiSlaveObject
+ * @param offset      first byte of the image
+ * @param count       bytes; what lies outside the 8,192 bytes is left out
+ * @param destination gets the bytes
+ * @param state       not used
+ * @return 0; 32770 for a null object or destination
+ */
 PCI_TARN_API uint32_t pi_buff_3p_slave_read_cycle(void *object, uint32_t offset, uint32_t count,
                                                   void *destination, PiTransfer *state);
 
@@ -233,22 +736,69 @@ typedef void (*EcatCycleCallback)(void *arg, EcatHandle *handle);
 
 /** State of the asynchronous access mode of one channel. */
 typedef struct EcatPIAsyncState {
-    uint32_t mode;          /**< 0 direct, 1 cycle, 2 manual */
-    uint32_t stop;          /**< non-zero asks the data-swap thread to end */
-    EcatOsSem *semaphore;   /**< posted once per cycle */
-    EcatOsThread *thread;   /**< data-swap thread of the cycle mode */
-    void *callback_arg;     /**< first argument of callback */
+    uint32_t mode;              /**< 0 direct, 1 cycle, 2 manual */
+    uint32_t stop;              /**< non-zero asks the data-swap thread to end */
+    EcatOsSem *semaphore;       /**< posted once per cycle */
+    EcatOsThread *thread;       /**< data-swap thread of the cycle mode */
+    void *callback_arg;         /**< first argument of callback */
     EcatCycleCallback callback; /**< called once per cycle, null for none */
     /** Waits for the next cycle; 0 when woken, non-zero on time-out. */
     uint32_t (*wakeup)(EcatHandle *handle, uint32_t timeout_ms);
 } EcatPIAsyncState;
 
+/**
+ * Sets up the state of a channel's access mode: all zero, with a semaphore of its own. Opening a
+ * channel does this.
+ *
+ * @param state   state to set up
+ * @param board   board index of the channel
+ * @param channel channel
+ * @return 0; 32770 for a null state
+ */
 PCI_TARN_API uint32_t __EcatPIASyncModeInit(EcatPIAsyncState *state, uint32_t board,
                                             uint32_t channel);
+
+/**
+ * Enters the direct mode: every write to @ref ECAT_PI_FAST_OUTPUT is published at once, every read
+ * of @ref ECAT_PI_SHADOW_INPUT fetches the newest inputs first. Every channel starts in it.
+ *
+ * @param handle opened channel; must not have a data-swap thread
+ * @return 0; 80013 for a null handle
+ */
 PCI_TARN_API uint32_t __EcatPIASyncDirectAccessModeInit(EcatHandle *handle);
+
+/**
+ * Ends the data-swap thread, if the mode has one, and forgets the wake-up function. Blocks until
+ * the thread has ended.
+ *
+ * @param state state of the channel
+ * @return 0; 32770 for a null state
+ */
 PCI_TARN_API uint32_t __EcatPIASyncModeReset(EcatPIAsyncState *state);
+
+/**
+ * As __EcatPIASyncModeReset(), and gives back the semaphore. Closing a channel does this.
+ *
+ * @param state state of the channel
+ * @return 0; 32770 for a null state
+ */
 PCI_TARN_API uint32_t __EcatPIASyncModeDestroy(EcatPIAsyncState *state);
+
+/**
+ * Waits at most 2 ms for the channel's cycle interrupt. One thread per handle at a time.
+ *
+ * @param handle opened channel
+ * @return 0 when it came; 1 otherwise, also for a null handle
+ */
 PCI_TARN_API uint32_t __EcatPIWaitSignal(EcatHandle *handle);
+
+/**
+ * Waits for the channel's cycle interrupt. One thread per handle at a time.
+ *
+ * @param handle     opened channel
+ * @param timeout_ms time to wait; it is looked at every 2 ms, so that 0 still waits that long
+ * @return 0 when it came; 1 on time-out, also for a null handle
+ */
 PCI_TARN_API uint32_t __Ecat_PI_ASync_WakeupByInterrup(EcatHandle *handle, uint32_t timeout_ms);
 
 #ifdef __cplusplus
