@@ -1,5 +1,6 @@
 // One EtherCAT channel's bus: slaves, EtherCAT states, the cycle, and the card's side of the
-// process image.
+// process image. Data is exchanged in every cycle from SAFEOP up, whatever the enable word of the
+// card area says: that word is the host's own note.
 #pragma once
 
 #include "layout/card_memory_map.h"
@@ -15,9 +16,9 @@
 namespace tarn::vcard {
 
 struct BusOptions {
-    PiCardArea *area;      // process image part of the channel area
-    uint32_t *slave_ready; // kSlaveReadyWords words
-    uint32_t generation;   // triple buffer protocol, 1 or 2
+    PiCardArea *area;                      // process image part of the channel area
+    uint32_t *slave_ready;                 // kSlaveReadyWords words
+    uint32_t generation;                   // triple buffer protocol, 1 or 2
     std::function<void()> cycle_interrupt; // once per cycle, on the cycle thread
     LogLine log;
 };
@@ -56,7 +57,7 @@ class Bus {
     [[nodiscard]] uint8_t requested_master_state() const;
 
     struct SlaveStatus {
-        uint8_t state = 1;  // 0x10 set on error; 0 while unplugged
+        uint8_t state = 1; // 0x10 set on error; 0 while unplugged
         uint8_t requested = 1;
         uint16_t al_status_code = 0;
         uint16_t dl_status = 0; // DL status register: links and loops of the four ports

@@ -8,16 +8,17 @@
 namespace tarn::vcard {
 
 struct MakeEniSlave {
-    std::string kind;      // "coupler", "di8", "do8", "dio8", "dio16", "ai4", "ao4", "drive" and so on
+    std::string kind; // "coupler", "di8", "do8", "dio8", "dio16", "ai4", "ao4", "drive" and so on
     uint32_t count = 1;
 };
 
 struct MakeEniOptions {
     std::vector<MakeEniSlave> slaves;
     uint32_t cycle_us = 1000;
-    bool logical_mapping = false; // writes the mapping comment with "input" and "output" true
+    bool logical_mapping = false;  // the mapping comment says true for both directions
     bool reversed_mapping = false; // logical addresses in the reverse order of the slaves
-    uint32_t output_bytes = 0; // physical image; 0: as large as needed
+    uint32_t logical_bytes = 0;    // spreads the logical addresses over an image of this size
+    uint32_t output_bytes = 0;     // physical image; 0: as large as needed
     uint32_t input_bytes = 0;
 };
 

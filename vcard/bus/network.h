@@ -26,8 +26,8 @@ struct SlaveConfig {
     uint16_t fixed_address = 0;
     uint16_t auto_increment_address = 0;
     uint16_t alias = 0;
-    BitRun outputs; // host to slave
-    BitRun inputs;  // slave to host
+    BitRun outputs;                   // host to slave
+    BitRun inputs;                    // slave to host
     uint16_t previous_port_slave = 0; // index of the slave it hangs on
     bool mailbox = false;
     bool dc = false;

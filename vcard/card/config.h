@@ -19,12 +19,12 @@ struct CardConfig {
     uint32_t alias = 0; // 0..15
     uint32_t channels = 2;
     RingGeometry rings;
-    uint32_t generation = 2;          // triple buffer protocol, 1 or 2
+    uint32_t generation = 2;                 // triple buffer protocol, 1 or 2
     uint32_t interface_version = 0x00000103; // word 0 of each channel area
     uint32_t config_version = 0x07060000;    // word 1 of BAR2
-    uint32_t first_counter = 0;       // where all ring counters start; near 2^32 tests their wrap
-    uint32_t start_ms = 300;          // time that a bus start takes, besides reading the ENI file
-    std::string network_file;         // fixed network; empty: built from each ENI file sent
+    uint32_t first_counter = 0; // where all ring counters start; near 2^32 tests their wrap
+    uint32_t start_ms = 300;    // time that a bus start takes, besides reading the ENI file
+    std::string network_file;   // fixed network; empty: built from each ENI file sent
 };
 
 } // namespace tarn::vcard

@@ -14,7 +14,7 @@ namespace tarn::vcard {
 
 struct ServerOptions {
     std::vector<CardConfig> cards;
-    std::string directory;          // where the card sockets lie; empty: the user's default
+    std::string directory; // where the card sockets lie; empty: the user's default
     uint64_t driver_version = 0x0001000000000004; // four 16-bit fields, most significant first
     std::function<void(const std::string &)> log; // one line; null: standard error
 };

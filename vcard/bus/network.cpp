@@ -1,0 +1,548 @@
+#include "vcard/bus/network.h"
+
+#include "layout/card_memory_map.h"
+
+#include <pugixml.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+namespace tarn::vcard {
+namespace {
+
+using pugi::xml_node;
+
+enum Status : uint32_t {
+    kXmlContainsErrors = 32774,
+    kVerificationErrors = 32811,
+    kArrayBoundsExceeded = 32827,
+    kOutsideProcessImage = 34058,
+};
+
+constexpr uint32_t kMaxSlaves = 4096;
+constexpr uint32_t kMinCycleUs = 62;
+constexpr uint32_t kMaxCycleUs = 1'000'000;
+
+// What ends the reading of a file; parse_eni() turns it into the verdict.
+struct Refusal {
+    EniVerdict verdict;
+};
+
+[[gnu::format(printf, 1, 2)]] std::string format(const char *text, ...) {
+    std::array<char, 512> line{};
+    va_list arguments;
+    va_start(arguments, text);
+    std::vsnprintf(line.data(), line.size(), text, arguments);
+    va_end(arguments);
+    return line.data();
+}
+
+[[noreturn]] void refuse(uint32_t status, std::string text) {
+    throw Refusal{{status, std::move(text)}};
+}
+
+// ---- text and numbers -------------------------------------------------------------------------
+
+// All text of an element in one line: CDATA sections and plain text joined, blanks at the ends
+// removed, each run of blanks and line ends in between made one blank.
+std::string text_of(xml_node node) {
+    std::string text;
+    bool gap = false;
+    for (xml_node part : node.children()) {
+        if (part.type() != pugi::node_pcdata && part.type() != pugi::node_cdata) {
+            continue;
+        }
+        for (const char *c = part.value(); *c != 0; ++c) {
+            if (std::isspace(static_cast<unsigned char>(*c)) != 0) {
+                gap = !text.empty();
+                continue;
+            }
+            if (gap) {
+                text += ' ';
+                gap = false;
+            }
+            text += *c;
+        }
+    }
+    return text;
+}
+
+// Decimal, #xHEX or 0xHEX, with or without a sign.
+std::optional<int64_t> parse_number(std::string_view text) {
+    const bool negative = !text.empty() && text.front() == '-';
+    if (negative || (!text.empty() && text.front() == '+')) {
+        text.remove_prefix(1);
+    }
+    int base = 10;
+    if (text.starts_with("#x") || text.starts_with("#X") || text.starts_with("0x") ||
+        text.starts_with("0X")) {
+        base = 16;
+        text.remove_prefix(2);
+    }
+    if (text.empty() || text.size() > 16) {
+        return std::nullopt;
+    }
+    int64_t value = 0;
+    for (const char c : text) {
+        const int digit = c >= '0' && c <= '9'   ? c - '0'
+                          : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                          : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                 : 99;
+        if (digit >= base || value > (INT64_MAX - digit) / base) {
+            return std::nullopt;
+        }
+        value = value * base + digit;
+    }
+    return negative ? -value : value;
+}
+
+// The number in child `name` of `node`. Negative numbers stand for the same bits without a sign,
+// as some tools write revisions. `where` is the path of `node` for the message.
+uint32_t number(xml_node node, const char *name, const std::string &where, uint32_t absent) {
+    const xml_node child = node.child(name);
+    if (!child) {
+        return absent;
+    }
+    const std::string text = text_of(child);
+    const std::optional<int64_t> value = parse_number(text);
+    if (!value || *value > INT64_C(0xFFFFFFFF) || *value < INT64_C(-0x80000000)) {
+        refuse(kXmlContainsErrors,
+               format("%s/%s: \"%.60s\" is not a number", where.c_str(), name, text.c_str()));
+    }
+    return static_cast<uint32_t>(*value);
+}
+
+uint16_t number16(xml_node node, const char *name, const std::string &where, uint16_t absent) {
+    const uint32_t value = number(node, name, where, absent);
+    if (value > 0xFFFF && value < 0xFFFF8000) {
+        refuse(kXmlContainsErrors,
+               format("%s/%s: %u needs more than 16 bits", where.c_str(), name, value));
+    }
+    return static_cast<uint16_t>(value);
+}
+
+bool truth(const char *text) {
+    return std::strcmp(text, "1") == 0 || std::strcmp(text, "true") == 0;
+}
+
+std::string slave_path(size_t index) {
+    return "Config/Slave[" + std::to_string(index + 1) + "]";
+}
+
+// ---- process data -----------------------------------------------------------------------------
+
+// One mapped object of a slave, at its bit position inside the slave's run.
+struct Entry {
+    uint32_t index;
+    uint32_t offset;
+    uint32_t bits;
+    bool digital; // by size or by its data type
+};
+
+// The run that the elements `name` (or `alias`) of a ProcessData element describe together.
+BitRun read_run(xml_node data, const char *name, const char *alias, const std::string &where) {
+    uint64_t begin = UINT64_MAX;
+    uint64_t end = 0;
+    for (xml_node part : data.children()) {
+        if (std::strcmp(part.name(), name) != 0 && std::strcmp(part.name(), alias) != 0) {
+            continue;
+        }
+        const std::string path = where + "/ProcessData/" + part.name();
+        const uint64_t start = number(part, "BitStart", path, 0);
+        const uint64_t length = number(part, "BitLength", path, 0);
+        if (length != 0) {
+            begin = std::min(begin, start);
+            end = std::max(end, start + length);
+        }
+    }
+    if (end == 0) {
+        return {};
+    }
+    if (end > kPiBufferSize * 8) {
+        refuse(kOutsideProcessImage,
+               format("%s/ProcessData/%s: bits from %u on lie beyond %u bytes, the largest image",
+                      where.c_str(), name, static_cast<uint32_t>(begin), kPiBufferSize));
+    }
+    return {static_cast<uint32_t>(begin), static_cast<uint32_t>(end - begin)};
+}
+
+// The PDOs of one direction that are assigned to sync managers, in the order of the process data:
+// as the SmN elements list them, else by the PDOs' own Sm attributes, else all.
+std::vector<xml_node> assigned_pdos(xml_node data, const char *name, const std::string &where) {
+    std::vector<std::pair<uint32_t, xml_node>> known; // object index, PDO
+    for (xml_node pdo : data.children(name)) {
+        known.emplace_back(number(pdo, "Index", where + "/ProcessData/" + name, 0), pdo);
+    }
+    std::vector<xml_node> assigned;
+    if (known.empty()) {
+        return assigned;
+    }
+    for (unsigned sm = 0; sm < 32; ++sm) {
+        for (xml_node listed : data.child(format("Sm%u", sm).c_str()).children("Pdo")) {
+            const std::optional<int64_t> index = parse_number(text_of(listed));
+            const auto found = std::find_if(known.begin(), known.end(), [&](const auto &entry) {
+                return index && entry.first == *index;
+            });
+            if (found != known.end()) {
+                assigned.push_back(found->second);
+            }
+        }
+    }
+    if (!assigned.empty()) {
+        return assigned;
+    }
+    for (const auto &[index, pdo] : known) {
+        if (pdo.attribute("Sm")) {
+            assigned.push_back(pdo);
+        }
+    }
+    std::stable_sort(assigned.begin(), assigned.end(), [](xml_node a, xml_node b) {
+        return a.attribute("Sm").as_uint() < b.attribute("Sm").as_uint();
+    });
+    if (assigned.empty()) {
+        for (const auto &[index, pdo] : known) {
+            assigned.push_back(pdo);
+        }
+    }
+    return assigned;
+}
+
+std::vector<Entry> read_entries(xml_node data, const char *name, const BitRun &run,
+                                const std::string &where) {
+    std::vector<Entry> entries;
+    const std::string path = where + "/ProcessData/" + name + "/Entry";
+    uint64_t offset = 0;
+    for (xml_node pdo : assigned_pdos(data, name, where)) {
+        for (xml_node node : pdo.children("Entry")) {
+            const uint32_t bits = number(node, "BitLen", path, 0);
+            const uint32_t index = number(node, "Index", path, 0);
+            if (index != 0 && offset + bits <= run.length) { // index 0: padding
+                const std::string type = text_of(node.child("DataType"));
+                entries.push_back(
+                    {index, static_cast<uint32_t>(offset), bits,
+                     bits < 16 || type.starts_with("BIT") || type.starts_with("BOOL")});
+            }
+            offset += bits;
+        }
+    }
+    return entries;
+}
+
+// ---- kinds of slaves --------------------------------------------------------------------------
+
+using DriveMap = SlaveConfig::DriveMap;
+
+// The CiA 402 objects that the drive model knows. Files without PDOs name them in the variables of
+// the process image only; names are compared without blanks and in lower case.
+struct DriveObject {
+    uint32_t index;
+    bool output;
+    uint32_t bits;
+    uint32_t DriveMap::*offset;
+    const char *variable;
+};
+
+constexpr DriveObject kDriveObjects[] = {
+    {0x6040, true, 16, &DriveMap::controlword, "controlword"},
+    {0x6060, true, 8, &DriveMap::mode, "modeofoperation"},
+    {0x6060, true, 8, &DriveMap::mode, "modesofoperation"},
+    {0x607A, true, 32, &DriveMap::target_position, "targetposition"},
+    {0x60FF, true, 32, &DriveMap::target_velocity, "targetvelocity"},
+    {0x6071, true, 16, &DriveMap::target_torque, "targettorque"},
+    {0x6041, false, 16, &DriveMap::statusword, "statusword"},
+    {0x6061, false, 8, &DriveMap::mode_display, "modeofoperationdisplay"},
+    {0x6061, false, 8, &DriveMap::mode_display, "modesofoperationdisplay"},
+    {0x6064, false, 32, &DriveMap::actual_position, "positionactualvalue"},
+    {0x606C, false, 32, &DriveMap::actual_velocity, "velocityactualvalue"},
+    {0x6077, false, 16, &DriveMap::actual_torque, "torqueactualvalue"},
+};
+
+void map_drive_objects(const std::vector<Entry> &entries, bool output, DriveMap &map) {
+    for (const Entry &entry : entries) {
+        for (const DriveObject &object : kDriveObjects) {
+            if (object.index == entry.index && object.output == output &&
+                object.bits == entry.bits && map.*object.offset == DriveMap::kUnmapped) {
+                map.*object.offset = entry.offset;
+            }
+        }
+    }
+}
+
+bool is_drive(const DriveMap &map) {
+    return map.controlword != DriveMap::kUnmapped && map.statusword != DriveMap::kUnmapped;
+}
+
+SlaveKind kind_of(const SlaveConfig &slave, const std::vector<Entry> &outputs,
+                  const std::vector<Entry> &inputs) {
+    if (slave.outputs.length == 0 && slave.inputs.length == 0) {
+        return SlaveKind::Coupler;
+    }
+    if (is_drive(slave.drive)) {
+        return SlaveKind::Drive;
+    }
+    const auto digital = [](const std::vector<Entry> &entries, const BitRun &run) {
+        return entries.empty() ? run.length <= 16
+                               : std::all_of(entries.begin(), entries.end(),
+                                             [](const Entry &entry) { return entry.digital; });
+    };
+    return digital(outputs, slave.outputs) && digital(inputs, slave.inputs) ? SlaveKind::DigitalIo
+                                                                            : SlaveKind::AnalogIo;
+}
+
+// Finds the objects of drives without PDOs by the names of the variables inside their runs.
+void map_drive_variables(xml_node image, bool output, Network &network,
+                         const std::vector<size_t> &undescribed) {
+    for (xml_node variable : image.children("Variable")) {
+        std::string name = text_of(variable.child("Name"));
+        name.erase(0, name.rfind('.') + 1);
+        std::erase(name, ' ');
+        std::transform(name.begin(), name.end(), name.begin(), [](char c) {
+            return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        });
+        const auto object = std::find_if(
+            std::begin(kDriveObjects), std::end(kDriveObjects), [&](const DriveObject &known) {
+                return known.output == output && name == known.variable;
+            });
+        const std::optional<int64_t> offset = parse_number(text_of(variable.child("BitOffs")));
+        if (object == std::end(kDriveObjects) || !offset) {
+            continue;
+        }
+        for (const size_t index : undescribed) {
+            SlaveConfig &slave = network.slaves[index];
+            const BitRun &run = output ? slave.outputs : slave.inputs;
+            if (*offset >= run.offset && *offset + object->bits <= run.offset + run.length) {
+                slave.drive.*object->offset = static_cast<uint32_t>(*offset) - run.offset;
+            }
+        }
+    }
+}
+
+// ---- slaves -----------------------------------------------------------------------------------
+
+// Index of the slave whose port this one hangs on: the selected PreviousPort or the first one.
+uint16_t read_previous(xml_node node, const std::vector<SlaveConfig> &before,
+                       const std::string &where) {
+    if (before.empty()) {
+        return 0;
+    }
+    xml_node port = node.child("PreviousPort");
+    for (xml_node candidate : node.children("PreviousPort")) {
+        if (truth(candidate.attribute("Selected").value())) {
+            port = candidate;
+            break;
+        }
+    }
+    if (port.child("PhysAddr")) {
+        const uint16_t address = number16(port, "PhysAddr", where + "/PreviousPort", 0);
+        for (size_t i = before.size(); i-- > 0;) {
+            if (before[i].fixed_address == address) {
+                return static_cast<uint16_t>(i);
+            }
+        }
+    }
+    return static_cast<uint16_t>(before.size() - 1);
+}
+
+// Reads one Slave element. True when the file describes its process data by PDOs.
+bool read_slave(xml_node node, Network &network) {
+    const size_t index = network.slaves.size();
+    const std::string where = slave_path(index);
+    const xml_node info = node.child("Info");
+    const std::string info_path = where + "/Info";
+    if (!info) {
+        refuse(kXmlContainsErrors, info_path + ": missing");
+    }
+    SlaveConfig slave;
+    slave.name = text_of(info.child("Name"));
+    if (slave.name.empty()) {
+        slave.name = "Slave " + std::to_string(index + 1);
+    }
+    slave.vendor_id = number(info, "VendorId", info_path, 0);
+    slave.product_code = number(info, "ProductCode", info_path, 0);
+    slave.revision_no = number(info, "RevisionNo", info_path, 0);
+    slave.serial_no = number(info, "SerialNo", info_path, 0);
+    if (slave.serial_no == 0) { // means "any": the simulated slave still has one of its own
+        slave.serial_no = 1'000'001 + static_cast<uint32_t>(index);
+    }
+    slave.fixed_address =
+        number16(info, "PhysAddr", info_path, static_cast<uint16_t>(1001 + index));
+    slave.auto_increment_address =
+        number16(info, "AutoIncAddr", info_path, static_cast<uint16_t>(-static_cast<int>(index)));
+    const std::optional<int64_t> alias =
+        parse_number(info.child("Identification").attribute("Value").value());
+    slave.alias = static_cast<uint16_t>(alias.value_or(0));
+    slave.mailbox = !node.child("Mailbox").empty();
+    slave.dc = !node.child("DC").empty();
+    slave.previous_port_slave = read_previous(node, network.slaves, where);
+
+    const xml_node data = node.child("ProcessData");
+    slave.outputs = read_run(data, "Send", "Send", where);
+    slave.inputs = read_run(data, "Recv", "Receive", where);
+    const std::vector<Entry> outputs = read_entries(data, "RxPdo", slave.outputs, where);
+    const std::vector<Entry> inputs = read_entries(data, "TxPdo", slave.inputs, where);
+    map_drive_objects(outputs, true, slave.drive);
+    map_drive_objects(inputs, false, slave.drive);
+    slave.kind = kind_of(slave, outputs, inputs);
+    network.slaves.push_back(std::move(slave));
+    return !outputs.empty() || !inputs.empty();
+}
+
+void read_slaves(xml_node config, Network &network) {
+    std::vector<size_t> undescribed;
+    for (xml_node node : config.children("Slave")) {
+        if (network.slaves.size() == kMaxSlaves) {
+            refuse(kArrayBoundsExceeded, format("Config/Slave: more than %u slaves", kMaxSlaves));
+        }
+        if (!read_slave(node, network)) {
+            undescribed.push_back(network.slaves.size() - 1);
+        }
+    }
+    if (network.slaves.empty()) {
+        refuse(kXmlContainsErrors, "Config/Slave: the file has no slaves");
+    }
+    const xml_node image = config.child("ProcessImage");
+    map_drive_variables(image.child("Outputs"), true, network, undescribed);
+    map_drive_variables(image.child("Inputs"), false, network, undescribed);
+    for (const size_t index : undescribed) {
+        if (is_drive(network.slaves[index].drive)) {
+            network.slaves[index].kind = SlaveKind::Drive;
+        }
+    }
+}
+
+// ---- image and cycle --------------------------------------------------------------------------
+
+// Length of one direction's image: as stated, else up to the end of the furthest run.
+uint32_t read_image(xml_node image, const char *direction, BitRun SlaveConfig::*run,
+                    const char *element, const Network &network) {
+    const std::string path = format("Config/ProcessImage/%s", direction);
+    const xml_node node = image.child(direction);
+    const bool stated = !node.child("ByteSize").empty();
+    uint32_t bytes = number(node, "ByteSize", path, 0);
+    if (bytes > kPiBufferSize) {
+        refuse(kOutsideProcessImage, format("%s/ByteSize: an image of %u bytes, at most %u fit",
+                                            path.c_str(), bytes, kPiBufferSize));
+    }
+    for (size_t i = 0; i < network.slaves.size(); ++i) {
+        const BitRun &bits = network.slaves[i].*run;
+        const uint32_t end = bits.offset + bits.length;
+        if (bits.length == 0 || end <= bytes * 8) {
+            continue;
+        }
+        if (stated) {
+            refuse(kOutsideProcessImage,
+                   format("%s/ProcessData/%s: bits %u..%u lie outside the %u bytes of %s/ByteSize",
+                          slave_path(i).c_str(), element, bits.offset, end - 1, bytes,
+                          path.c_str()));
+        }
+        bytes = (end + 7) / 8;
+    }
+    return bytes;
+}
+
+// The shortest cycle of all tasks drives the bus.
+uint32_t read_cycle(xml_node config) {
+    uint32_t cycle = 0;
+    for (xml_node cyclic : config.children("Cyclic")) {
+        const uint32_t us = number(cyclic, "CycleTime", "Config/Cyclic", 0);
+        if (us != 0 && (cycle == 0 || us < cycle)) {
+            cycle = us;
+        }
+    }
+    return cycle == 0 ? 1000 : std::clamp(cycle, kMinCycleUs, kMaxCycleUs);
+}
+
+// Files that misspell the name of the encoding are Latin-1 all the same.
+pugi::xml_encoding encoding_of(std::string_view xml) {
+    const std::string_view head = xml.substr(0, 200);
+    const size_t declaration = head.find("<?xml");
+    const std::string_view text =
+        declaration == std::string_view::npos
+            ? std::string_view()
+            : head.substr(declaration, head.find("?>", declaration) - declaration);
+    return text.find("8859") != std::string_view::npos ? pugi::encoding_latin1
+                                                       : pugi::encoding_auto;
+}
+
+uint32_t line_of(std::string_view xml, ptrdiff_t offset) {
+    const auto end = static_cast<size_t>(std::max<ptrdiff_t>(offset, 0));
+    const std::string_view before = xml.substr(0, end);
+    return 1 + static_cast<uint32_t>(std::count(before.begin(), before.end(), '\n'));
+}
+
+void read(std::string_view xml, Network &network) {
+    pugi::xml_document document;
+    const pugi::xml_parse_result result =
+        document.load_buffer(xml.data(), xml.size(), pugi::parse_default, encoding_of(xml));
+    const xml_node root = document.document_element();
+    if (!result) {
+        refuse(kXmlContainsErrors, format("%s: %s (line %u)", root ? root.name() : "XML",
+                                          result.description(), line_of(xml, result.offset)));
+    }
+    if (std::strcmp(root.name(), "EncryptedEtherCATConfig") == 0) {
+        refuse(kXmlContainsErrors, "EncryptedEtherCATConfig: encrypted files cannot be read");
+    }
+    if (std::strcmp(root.name(), "EtherCATConfig") != 0) {
+        refuse(kXmlContainsErrors,
+               format("%.60s: the root element must be EtherCATConfig", root.name()));
+    }
+    const xml_node config = root.child("Config");
+    if (!config) {
+        refuse(kXmlContainsErrors, "EtherCATConfig/Config: missing");
+    }
+    read_slaves(config, network);
+    const xml_node image = config.child("ProcessImage");
+    network.output_bytes = read_image(image, "Outputs", &SlaveConfig::outputs, "Send", network);
+    network.input_bytes = read_image(image, "Inputs", &SlaveConfig::inputs, "Recv", network);
+    network.cycle_us = read_cycle(config);
+    network.crc =
+        document.find_node([](xml_node node) { return std::strcmp(node.name(), "CRC") == 0; })
+            .child_value();
+}
+
+} // namespace
+
+EniVerdict parse_eni(std::string_view xml, Network &network) {
+    network = {};
+    try {
+        read(xml, network);
+    } catch (const Refusal &refusal) {
+        network = {};
+        return refusal.verdict;
+    }
+    return {};
+}
+
+EniVerdict compare_networks(const Network &configured, const Network &present) {
+    if (configured.slaves.size() != present.slaves.size()) {
+        return {kVerificationErrors, "Config/Slave: " + std::to_string(configured.slaves.size()) +
+                                         " slaves configured, " +
+                                         std::to_string(present.slaves.size()) + " are present"};
+    }
+    struct Property {
+        const char *element;
+        uint32_t SlaveConfig::*value;
+    };
+    constexpr Property kIdentity[] = {{"VendorId", &SlaveConfig::vendor_id},
+                                      {"ProductCode", &SlaveConfig::product_code},
+                                      {"RevisionNo", &SlaveConfig::revision_no}};
+    for (size_t i = 0; i < present.slaves.size(); ++i) {
+        for (const Property &property : kIdentity) {
+            const uint32_t wanted = configured.slaves[i].*property.value;
+            const uint32_t found = present.slaves[i].*property.value;
+            if (wanted != found) {
+                return {kVerificationErrors,
+                        format("%s/Info/%s: 0x%08X configured, 0x%08X is present",
+                               slave_path(i).c_str(), property.element, wanted, found)};
+            }
+        }
+    }
+    return {};
+}
+
+} // namespace tarn::vcard

@@ -1,0 +1,50 @@
+// Where everything lies in the memory of one virtual card.
+#pragma once
+
+#include "layout/card_memory_map.h"
+#include "vcard/card/config.h"
+#include "vcard/card/memory.h"
+
+#include <cstdint>
+
+namespace tarn::vcard {
+
+inline constexpr uint32_t kCardIdentification = 0x5441524E;
+inline constexpr uint32_t kMaxTextLength = 31;
+inline constexpr uint32_t kMaxRingSlots = 64;
+inline constexpr uint32_t kSocketSlots = 16;
+inline constexpr uint32_t kSocketSlotSize = 1040;
+
+// Both directions of one mailbox; offsets count from the start of the channel area.
+struct MailboxPlace {
+    RingDescriptor requests; // host to card
+    RingDescriptor replies;  // card to host
+};
+
+class CardLayout {
+  public:
+    // Throws std::invalid_argument with a text for the user when such a card cannot be built.
+    explicit CardLayout(const CardConfig &config);
+
+    // All channels of a card are laid out alike.
+    [[nodiscard]] const MailboxPlace &primary() const { return primary_; }
+    [[nodiscard]] const MailboxPlace &secondary() const { return secondary_; }
+    [[nodiscard]] const MailboxPlace &socket() const { return socket_; }
+
+    // Zeroes the memory and lays out a card that has just been powered up.
+    void power_up(const CardMemory &memory) const;
+
+    // Writes what the firmware tells about itself; the magic comes last. Counters, buffers and
+    // what the host has written stay.
+    void publish(const CardMemory &memory) const;
+
+  private:
+    void publish_channel(uint8_t *area) const;
+
+    CardConfig config_;
+    MailboxPlace primary_{};
+    MailboxPlace secondary_{};
+    MailboxPlace socket_{};
+};
+
+} // namespace tarn::vcard

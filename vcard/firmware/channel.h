@@ -1,0 +1,87 @@
+// The firmware of one EtherCAT channel: its mailboxes, its files, its bus and its settings.
+#pragma once
+
+#include "vcard/card/card_layout.h"
+#include "vcard/firmware/bus_control.h"
+#include "vcard/firmware/faults.h"
+#include "vcard/firmware/file_store.h"
+#include "vcard/firmware/firmware.h"
+#include "vcard/firmware/mailbox.h"
+#include "vcard/firmware/service.h"
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tarn::vcard {
+
+struct ChannelOptions {
+    uint32_t number = 0;
+    const CardConfig *config = nullptr; // the card's; outlives the channel
+    const CardLayout *layout = nullptr; // the same
+    uint8_t *area = nullptr;
+    InterruptLine interrupt;
+    LogLine log;
+    Faults *faults = nullptr;
+    std::shared_ptr<const Network> present; // fixed network, or null
+    std::function<void(SeenRequest)> seen;
+};
+
+class Channel {
+  public:
+    explicit Channel(ChannelOptions options);
+
+    // Serves what is due; true when there was something.
+    bool serve(Clock::time_point now);
+
+    // Stops the bus and ends a start under way.
+    void stop_bus();
+
+    [[nodiscard]] std::string describe() const;
+
+    // For the services.
+    struct Settings {
+        uint32_t auto_clear = 0;
+        uint32_t ready_lost_timeout = 0;
+        uint32_t timeout_trigger = 0;
+    };
+    Settings &settings() { return settings_; }
+    BusControl &control() { return control_; }
+    Bus &bus() { return control_.bus(); }
+    const CardConfig &config() const { return *options_.config; }
+    // Begins a bus start whose reply comes when it ends.
+    std::optional<Reply> start_bus();
+
+  private:
+    struct PendingStart {
+        Mailbox *mailbox;
+        uint16_t code;
+        uint16_t sequence;
+    };
+
+    Mailbox make_mailbox(bool primary);
+    [[nodiscard]] BusControlOptions bus_options() const;
+    bool serve_stop_word();
+    bool serve_start();
+    bool serve_mailbox(Mailbox &mailbox);
+    void take_request(Mailbox &mailbox, RingPort::Taken taken);
+    std::optional<Reply> dispatch(Mailbox &mailbox, const Request &request);
+    std::optional<Reply> serve_request(Mailbox &mailbox, const Request &request);
+    void answer(Mailbox &mailbox, uint16_t code, uint16_t sequence, Reply reply);
+    void end_start(Verdict verdict);
+    void log(const std::string &line) const;
+
+    ChannelOptions options_;
+    FileStore files_;
+    Settings settings_;
+    BusControl control_;
+    std::array<Mailbox, 2> mailboxes_; // primary, secondary
+    RequestSlot slot_;
+    Mailbox *current_ = nullptr; // mailbox of the request that is being served
+    std::optional<PendingStart> pending_start_;
+    Clock::time_point now_;
+};
+
+} // namespace tarn::vcard

@@ -1,0 +1,30 @@
+// Statuses that the firmware answers with.
+#pragma once
+
+#include <cstdint>
+
+namespace tarn::vcard::status {
+
+inline constexpr uint32_t kNoError = 0;
+inline constexpr uint32_t kMemoryLimit = 32769;
+inline constexpr uint32_t kInvalidArguments = 32770;
+inline constexpr uint32_t kGeneralError = 32771;
+inline constexpr uint32_t kNotImplemented = 32772;
+inline constexpr uint32_t kNoConfigurationFile = 32773;
+inline constexpr uint32_t kNotConfigured = 32775;
+inline constexpr uint32_t kInvalidSlaveIndex = 32778;
+inline constexpr uint32_t kInvalidTransition = 32779;
+inline constexpr uint32_t kTransitionError = 32788;
+inline constexpr uint32_t kSlaveStateNotReached = 32813;
+inline constexpr uint32_t kAlreadyStarted = 32815;
+inline constexpr uint32_t kNoThread = 32816;
+inline constexpr uint32_t kNotStarted = 32826;
+inline constexpr uint32_t kAborted = 32833;
+inline constexpr uint32_t kNoRegion = 32834;
+inline constexpr uint32_t kNotPermitted = 32837;
+inline constexpr uint32_t kCannotOpenFile = 32848;
+inline constexpr uint32_t kCannotWriteFile = 32849;
+inline constexpr uint32_t kCannotReadFile = 32850;
+inline constexpr uint32_t kInconsistentLength = 34360;
+
+} // namespace tarn::vcard::status

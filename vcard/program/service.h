@@ -1,0 +1,37 @@
+// Runs the virtual cards, in the foreground or as a background service, and talks to it.
+#pragma once
+
+#include "vcard/card/config.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tarn::vcard {
+
+struct ServiceOptions {
+    std::string directory; // runtime directory
+    std::vector<CardConfig> cards;
+    uint64_t driver_version = 0;
+};
+
+// Each returns when its work is done and throws std::runtime_error with a text for the user when it
+// could not be done.
+
+// Serves until a signal asks it to end.
+void run_service(const ServiceOptions &options);
+
+// Starts a process that serves; the cards can be opened when this returns.
+void start_service(const ServiceOptions &options);
+
+// Asks the service to end and waits for it.
+void stop_service(const std::string &directory);
+
+// Prints what the service serves. False when none runs.
+bool print_status(const std::string &directory);
+
+// Sends a fault to the running service.
+void send_fault(const std::string &directory, uint32_t card, uint32_t channel,
+                const std::vector<std::string> &words);
+
+} // namespace tarn::vcard
