@@ -1,0 +1,64 @@
+// What all commands share: the global options, the session, the output, and how to add options.
+#pragma once
+
+#include "output.h"
+#include "session.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <limits>
+
+namespace tarn {
+
+struct Context {
+    explicit Context(FILE *results) : output(results) {}
+
+    Target target;
+    Session session{target};
+    Output output;
+    std::function<int()> run; // the command that was given; returns the exit status
+};
+
+// One function per command family; each adds its commands to the command line.
+void add_board_commands(CLI::App &app, Context &context); // boards, info, version
+void add_bus_commands(CLI::App &app, Context &context);   // start, stop, reset, status
+void add_state_commands(CLI::App &app, Context &context); // state, slaves
+void add_pi_commands(CLI::App &app, Context &context);    // pi read, pi write, pi watch
+void add_eni_commands(CLI::App &app, Context &context);   // eni check
+void add_error_command(CLI::App &app, Context &context);  // error
+
+// A command with its own arguments; `run` is called with them once all is parsed.
+template <typename Arguments>
+CLI::App *add_command(CLI::App &app, Context &context, const char *name, const char *description,
+                      std::shared_ptr<Arguments> arguments,
+                      std::function<int(Context &, const Arguments &)> run) {
+    CLI::App *command = app.add_subcommand(name, description);
+    command->callback([&context, arguments, run] {
+        context.run = [&context, arguments, run] { return run(context, *arguments); };
+    });
+    return command;
+}
+
+// A number option; takes decimal and 0x.
+template <typename T>
+CLI::Option *add_number(CLI::App *app, const std::string &names, T &value,
+                        const std::string &description, const char *unit, uint64_t lowest = 0,
+                        uint64_t highest = std::numeric_limits<uint32_t>::max()) {
+    const auto take = [&value, names, lowest, highest](const std::string &text) {
+        const std::optional<uint64_t> number = parse_unsigned(text);
+        if (!number || *number < lowest || *number > highest) {
+            throw CLI::ValidationError(names, "\"" + text + "\" is no number from " +
+                                                  std::to_string(lowest) + " to " +
+                                                  std::to_string(highest));
+        }
+        value = static_cast<T>(*number);
+    };
+    return app->add_option_function<std::string>(names, take, description)->type_name(unit);
+}
+
+// The last paragraphs of a command's help.
+std::string with_global_options(const char *examples);
+
+} // namespace tarn

@@ -1,0 +1,68 @@
+#include "progress.h"
+
+#include "json.h"
+#include "terminal.h"
+#include "text.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace tarn {
+
+namespace {
+
+constexpr auto kBarInterval = std::chrono::milliseconds(50);
+constexpr auto kLineInterval = std::chrono::seconds(1);
+constexpr unsigned kBarWidth = 40;
+
+} // namespace
+
+Progress::Progress(std::string title, bool json)
+    : title_(std::move(title)), json_(json), terminal_(!json && terminal::is_terminal(stderr)) {}
+
+Progress::~Progress() {
+    if (terminal_ && drawn_) {
+        std::fputc('\n', stderr);
+    }
+}
+
+double Progress::seconds() const {
+    return std::chrono::duration<double>(Clock::now() - start_).count();
+}
+
+void Progress::draw_bar(float fraction) const {
+    const unsigned room = terminal::size(stderr).columns;
+    const unsigned rest = static_cast<unsigned>(title_.size()) + 20; // percentage, time, brackets
+    const unsigned width = room > rest ? std::min(room - rest, kBarWidth) : 0;
+    const auto full = static_cast<unsigned>(fraction * static_cast<float>(width));
+    const std::string bar = std::string(full, '#') + std::string(width - full, '-');
+    std::fprintf(stderr, "\r%s [%s] %3u %% %5.1f s\x1b[K", title_.c_str(), bar.c_str(),
+                 static_cast<unsigned>(fraction * 100), seconds());
+}
+
+void Progress::show(float fraction) {
+    fraction = std::clamp(fraction, 0.0F, 1.0F);
+    const auto now = Clock::now();
+    const bool last = fraction >= 1.0F;
+    const Clock::duration interval = terminal_ ? Clock::duration(kBarInterval) : kLineInterval;
+    if (drawn_ && !last && now - last_ < interval) {
+        return;
+    }
+    drawn_ = true;
+    last_ = now;
+    const auto percent = static_cast<unsigned>(fraction * 100);
+    if (json_) {
+        const Json event = Json::object()
+                               .set("event", "progress")
+                               .set("fraction", static_cast<double>(fraction))
+                               .set("seconds", seconds());
+        std::fprintf(stderr, "%s\n", event.one_line().c_str());
+    } else if (terminal_) {
+        draw_bar(fraction);
+    } else {
+        std::fprintf(stderr, "%s: %u %%, %.1f s\n", title_.c_str(), percent, seconds());
+    }
+    std::fflush(stderr);
+}
+
+} // namespace tarn

@@ -1,0 +1,33 @@
+// Progress of something long, on standard error: a bar on a terminal, a line now and then
+// otherwise, one JSON object per line with --json.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace tarn {
+
+class Progress {
+  public:
+    Progress(std::string title, bool json);
+    ~Progress(); // leaves the line of the bar
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+
+    void show(float fraction);
+    [[nodiscard]] double seconds() const; // since the start
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    void draw_bar(float fraction) const;
+
+    std::string title_;
+    bool json_;
+    bool terminal_;
+    bool drawn_ = false;
+    Clock::time_point start_ = Clock::now();
+    Clock::time_point last_;
+};
+
+} // namespace tarn

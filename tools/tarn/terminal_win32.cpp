@@ -1,0 +1,66 @@
+#include "terminal.h"
+
+#include <atomic>
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+namespace tarn::terminal {
+
+namespace {
+
+std::atomic<bool> g_interrupted{false};
+
+HANDLE console_of(FILE *stream) {
+    return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+}
+
+BOOL WINAPI on_control(DWORD event) {
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
+        return FALSE;
+    }
+    g_interrupted = true;
+    return TRUE;
+}
+
+} // namespace
+
+FILE *take_output() {
+    const int output = _dup(1);
+    if (output < 0) {
+        return stdout;
+    }
+    _dup2(2, 1);
+    FILE *stream = _fdopen(output, "w");
+    return stream != nullptr ? stream : stdout;
+}
+
+bool is_terminal(FILE *stream) {
+    DWORD mode = 0;
+    const HANDLE console = console_of(stream);
+    return GetConsoleMode(console, &mode) != 0 &&
+           SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+Size size(FILE *stream) {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (GetConsoleScreenBufferInfo(console_of(stream), &info) == 0) {
+        return {};
+    }
+    return {static_cast<unsigned>(info.srWindow.Right - info.srWindow.Left + 1),
+            static_cast<unsigned>(info.srWindow.Bottom - info.srWindow.Top + 1)};
+}
+
+void catch_interrupt() {
+    SetConsoleCtrlHandler(on_control, TRUE);
+}
+
+bool interrupted() {
+    return g_interrupted;
+}
+
+void set_binary(FILE *stream) {
+    _setmode(_fileno(stream), _O_BINARY);
+}
+
+} // namespace tarn::terminal
