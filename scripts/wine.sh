@@ -3,4 +3,4 @@
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 export WINEPREFIX=${WINEPREFIX:-$root/build/wine} WINEDEBUG=${WINEDEBUG:--all} WINEARCH=win64
-exec wine "$@"
+exec /usr/lib/wine/wine64 "$@"

@@ -16,15 +16,15 @@ inline constexpr uint32_t kAlias = 0x018;                // inverted, low 4 bits
 inline constexpr uint32_t kOutputEnable = 0x054;
 inline constexpr uint32_t kDigitalOutputs = 0x058;
 inline constexpr uint32_t kDigitalInputs = 0x06C;
-inline constexpr uint32_t kPwm = 0x0D8;           // 4 channels of 16 bytes
+inline constexpr uint32_t kPwm = 0x0D8; // 4 channels of 16 bytes
 inline constexpr uint32_t kPwmEnd = 0x118;
 inline constexpr uint32_t kLatchEnable = 0x120;
 inline constexpr uint32_t kLatchClear = 0x12C;
 inline constexpr uint32_t kLatchPortSelect = 0x154;
 inline constexpr uint32_t kSequenceIndex = 0x15C; // 4 words
 inline constexpr uint32_t kSequenceIndexEnd = 0x16C;
-inline constexpr uint32_t kPulse = 0x18C;         // 4 channels of 16 bytes, then start and counts
-inline constexpr uint32_t kPulseEnd = 0x1E4;      // the flag word 0x1E0 is the last one inside
+inline constexpr uint32_t kPulse = 0x18C;    // 4 channels of 16 bytes, then start and counts
+inline constexpr uint32_t kPulseEnd = 0x1E4; // the flag word 0x1E0 is the last one inside
 inline constexpr uint32_t kLatchCounterReset = 0x1E4; // 8 bits
 } // namespace bar1
 
@@ -33,8 +33,8 @@ inline constexpr uint32_t kLatchCounterReset = 0x1E4; // 8 bits
 inline constexpr uint32_t kConfigDoneMagic = 0x5AA5C33C;
 
 struct ConfigBlock {
-    uint32_t magic;           // kConfigDoneMagic once the block is valid
-    uint32_t config_version;  // encoded, see BoardCheckVersion
+    uint32_t magic;          // kConfigDoneMagic once the block is valid
+    uint32_t config_version; // encoded, see BoardCheckVersion
     char firmware_version[32];
     uint32_t reserved_28;
     uint32_t channel_count;
@@ -79,9 +79,9 @@ static_assert(sizeof(RingDescriptor) == 16);
 
 struct ChannelHeader {
     uint32_t interface_version;
-    RingDescriptor primary_in;    // card to host
-    RingDescriptor primary_out;   // host to card
-    RingDescriptor secondary_in;  // on channel 0 also the board's own
+    RingDescriptor primary_in;   // card to host
+    RingDescriptor primary_out;  // host to card
+    RingDescriptor secondary_in; // on channel 0 also the board's own
     RingDescriptor secondary_out;
     RingDescriptor socket_in;
     RingDescriptor socket_out;
@@ -141,15 +141,15 @@ struct PiCardArea {
     uint32_t output_length; // bytes of a queue entry
     uint32_t input_length;
     uint32_t reserved_12[2];
-    uint32_t enable;   // 1 enabled, 0 disabled
-    uint32_t sequence; // odd while the card writes `exchange`
+    uint32_t enable;         // 1 enabled, 0 disabled
+    uint32_t sequence;       // odd while the card writes `exchange`
     uint32_t access_counter; // counted up by the host; feeds the watchdog
     uint8_t reserved_32[224];
     TripleIndexIn shadow_input;
     TripleIndexOut fast_output;
-    uint32_t input_queue_read;  // host
-    uint32_t input_queue_write; // card
-    uint32_t output_queue_read; // card
+    uint32_t input_queue_read;   // host
+    uint32_t input_queue_write;  // card
+    uint32_t output_queue_read;  // card
     uint32_t output_queue_write; // host
     uint8_t shadow_input_buffers[3][kPiBufferSize];
     uint8_t exchange[kPiBufferSize];

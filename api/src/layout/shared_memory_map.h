@@ -34,7 +34,7 @@ static_assert(offsetof(PiDirection, logical_address) == 33296);
 static_assert(sizeof(PiDirection) == 41488);
 
 struct PiInfo {
-    uint32_t slave_count; // written as u16, read as u32
+    uint32_t slave_count;     // written as u16, read as u32
     PiDirection direction[2]; // output, input
     uint16_t fixed_address[PCI_TARN_MAX_SLAVES];
     uint8_t reserved_91172[65544];

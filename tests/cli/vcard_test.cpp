@@ -1,0 +1,323 @@
+// tarn-vcard as a user runs it.
+#include "support/process.h"
+#include "support/temp_dir.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+using tarn::test::BackgroundProcess;
+using tarn::test::eventually;
+using tarn::test::ProcessOptions;
+using tarn::test::ProcessResult;
+using tarn::test::program_path;
+using tarn::test::TempDir;
+using testing::HasSubstr;
+
+namespace {
+
+class Vcard : public testing::Test {
+  protected:
+    Vcard() {
+        fs::create_directory(runtime());
+        fs::permissions(runtime(), fs::perms::owner_all);
+    }
+    ~Vcard() override { run({"stop"}); }
+
+    fs::path runtime() const { return folder_.path() / "run"; }
+    fs::path sockets() const { return runtime() / "pci_tarn"; }
+
+    ProcessOptions options() const {
+        ProcessOptions options;
+        options.environment["XDG_RUNTIME_DIR"] = runtime();
+        return options;
+    }
+    ProcessResult run(const std::vector<std::string> &arguments) const {
+        return tarn::test::run_program(program_path("tarn-vcard"), arguments, options());
+    }
+    void expect_usage_error(const std::vector<std::string> &arguments, const char *text) const {
+        const ProcessResult result = run(arguments);
+        EXPECT_EQ(result.status, 2) << result.out;
+        EXPECT_THAT(result.out + result.err, HasSubstr(text));
+    }
+    pid_t service_pid() const {
+        std::ifstream file(sockets() / "tarn-vcard.pid");
+        pid_t pid = 0;
+        file >> pid;
+        return pid;
+    }
+
+    TempDir folder_;
+};
+
+// ---- start, status, stop ---------------------------------------------------------------------
+
+TEST_F(Vcard, StartsShowsAndStops) {
+    const ProcessResult started = run({"start", "--cards", "2"});
+    EXPECT_EQ(started.status, 0) << started.err;
+    EXPECT_THAT(started.out, HasSubstr("2 cards"));
+    EXPECT_TRUE(fs::is_socket(sockets() / "kpcidev0"));
+    EXPECT_TRUE(fs::is_socket(sockets() / "kpcidev1"));
+    EXPECT_TRUE(fs::exists(sockets() / "tarn-vcard.log"));
+    EXPECT_EQ(kill(service_pid(), 0), 0);
+
+    const ProcessResult status = run({"status"});
+    EXPECT_EQ(status.status, 0) << status.err;
+    EXPECT_THAT(status.out, HasSubstr("card 0: name tarn0, alias 0"));
+    EXPECT_THAT(status.out, HasSubstr("card 1: name tarn1, alias 1"));
+
+    const pid_t pid = service_pid();
+    const ProcessResult stopped = run({"stop"});
+    EXPECT_EQ(stopped.status, 0) << stopped.err;
+    EXPECT_FALSE(fs::exists(sockets() / "kpcidev0"));
+    EXPECT_FALSE(fs::exists(sockets() / "kpcidev1"));
+    EXPECT_FALSE(fs::exists(sockets() / "control"));
+    EXPECT_FALSE(fs::exists(sockets() / "tarn-vcard.pid"));
+    EXPECT_TRUE(eventually([pid] { return kill(pid, 0) != 0; }));
+}
+
+TEST_F(Vcard, StatusAndStopFailWhenNothingRuns) {
+    const ProcessResult status = run({"status"});
+    EXPECT_EQ(status.status, 1);
+    EXPECT_THAT(status.out, HasSubstr("is not running in " + sockets().string()));
+    const ProcessResult stop = run({"stop"});
+    EXPECT_EQ(stop.status, 1);
+    EXPECT_THAT(stop.err, HasSubstr("no service runs in " + sockets().string()));
+}
+
+TEST_F(Vcard, SecondStartFailsAndLeavesTheFirstAlone) {
+    ASSERT_EQ(run({"start"}).status, 0);
+    const pid_t pid = service_pid();
+    const ProcessResult second = run({"start"});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_THAT(second.err, HasSubstr("already running"));
+    EXPECT_THAT(second.err, HasSubstr(std::to_string(pid)));
+    EXPECT_EQ(run({"status"}).status, 0);
+}
+
+TEST_F(Vcard, StartAfterAKillTakesOverWhatIsLeft) {
+    ASSERT_EQ(run({"start", "--cards", "3"}).status, 0);
+    const pid_t killed = service_pid();
+    ASSERT_EQ(kill(killed, SIGKILL), 0);
+    ASSERT_TRUE(eventually(
+        [this] { return run({"status"}).out.find("is not running") != std::string::npos; }));
+    EXPECT_TRUE(fs::exists(sockets() / "kpcidev2"));
+    const ProcessResult again = run({"start"});
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_FALSE(fs::exists(sockets() / "kpcidev2"));
+    EXPECT_NE(service_pid(), killed);
+    EXPECT_EQ(run({"status"}).status, 0);
+}
+
+TEST_F(Vcard, StalePidFileOfALivingProcessIsNotBelieved) {
+    fs::create_directory(sockets());
+    fs::permissions(sockets(), fs::perms::owner_all);
+    std::ofstream(sockets() / "tarn-vcard.pid") << getpid() << "\n";
+    EXPECT_EQ(run({"status"}).status, 1);
+    EXPECT_EQ(run({"stop"}).status, 1); // and this test still lives
+    EXPECT_EQ(run({"start"}).status, 0);
+    EXPECT_NE(service_pid(), getpid());
+}
+
+TEST_F(Vcard, ServesInAFolderOfItsOwn) {
+    const std::string folder = folder_.path() / "elsewhere";
+    EXPECT_EQ(run({"start", "--dir", folder}).status, 0);
+    EXPECT_TRUE(fs::is_socket(fs::path(folder) / "kpcidev0"));
+    EXPECT_EQ(run({"status"}).status, 1);
+    EXPECT_EQ(run({"status", "--dir", folder}).status, 0);
+    EXPECT_EQ(run({"stop", "--dir", folder}).status, 0);
+}
+
+TEST_F(Vcard, FolderThatOthersCanEnterIsRefused) {
+    fs::create_directory(sockets());
+    chmod(sockets().c_str(), 0755);
+    const ProcessResult result = run({"start"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("chmod 700"));
+}
+
+TEST_F(Vcard, FolderThatCannotBeMadeIsRefused) {
+    const ProcessResult result = run({"start", "--dir", "/proc/no/such"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("cannot make the runtime directory"));
+}
+
+TEST_F(Vcard, FolderWithATooLongNameIsRefused) {
+    const ProcessResult result = run({"start", "--dir", "/tmp/" + std::string(120, 'x')});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("too long"));
+    fs::remove_all("/tmp/" + std::string(120, 'x'));
+}
+
+TEST_F(Vcard, RunsInTheForegroundUntilASignal) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        BackgroundProcess service(program_path("tarn-vcard"), {"run", "--cards", "2"}, options());
+        ASSERT_TRUE(service.wait_for_output("serving 2 cards")) << service.err();
+        EXPECT_EQ(run({"status"}).status, 0);
+        service.send_signal(signal);
+        ProcessResult result;
+        ASSERT_TRUE(service.wait(std::chrono::seconds(20), &result));
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_FALSE(fs::exists(sockets() / "kpcidev0"));
+    }
+}
+
+// ---- card options ----------------------------------------------------------------------------
+
+TEST_F(Vcard, CardsAreMadeAsDescribed) {
+    const ProcessResult started =
+        run({"start", "--cards", "3", "--each", "channels=1,model=plain", "--card",
+             "name=axis,alias=0x0C,generation=1,slots=64,slot-size=1024,firmware=1.2.3,"
+             "first-counter=4294967290,start-ms=0",
+             "--card", "model=other"});
+    ASSERT_EQ(started.status, 0) << started.err;
+    const std::string status = run({"status"}).out;
+    EXPECT_THAT(status, HasSubstr("card 0: name axis, alias 12, model plain, firmware 1.2.3, "
+                                  "1 channel, 64 x 1024 bytes, generation 1"));
+    EXPECT_THAT(status, HasSubstr("card 1: name tarn1, alias 1, model other"));
+    EXPECT_THAT(status, HasSubstr("card 2: name tarn2, alias 2, model plain"));
+}
+
+TEST_F(Vcard, WrongCardOptionsAreUsageErrors) {
+    expect_usage_error({"start", "--card", "colour=red"}, "is no card setting");
+    expect_usage_error({"start", "--card", "name"}, "is no card setting");
+    expect_usage_error({"start", "--card", "slots=3"}, "not a power of two");
+    expect_usage_error({"start", "--card", "slots=x"}, "is no number");
+    expect_usage_error({"start", "--card", "alias=16"}, "alias 16");
+    expect_usage_error({"start", "--card", "channels=3"}, "channel count 3");
+    expect_usage_error({"start", "--card", "generation=3"}, "generation 3");
+    expect_usage_error({"start", "--card", "name="}, "needs a name");
+    expect_usage_error({"start", "--card", "name=" + std::string(32, 'n')}, "31");
+    expect_usage_error({"start", "--card", "slots=64,slot-size=102400"}, "do not fit");
+    expect_usage_error({"start", "--cards", "1", "--card", "alias=1", "--card", "alias=2"},
+                       "only 1");
+    expect_usage_error({"start", "--cards", "0"}, "--cards");
+    expect_usage_error({"start", "--cards", "17"}, "--cards");
+    expect_usage_error({"start", "--driver-version", "1.0.0"}, "four numbers");
+    expect_usage_error({"start", "--network", "no-such-file.xml"}, "cannot be read");
+    EXPECT_EQ(run({"status"}).status, 1);
+}
+
+TEST_F(Vcard, UsageErrorsAndHelp) {
+    expect_usage_error({}, "a command is missing");
+    expect_usage_error({"dance"}, "dance");
+    expect_usage_error({"start", "--loud"}, "--loud");
+    const ProcessResult help = run({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char *command : {"run", "start", "stop", "status", "make-eni", "fault"}) {
+        EXPECT_THAT(help.out, HasSubstr(command));
+        const ProcessResult more = run({command, "--help"});
+        EXPECT_EQ(more.status, 0) << command;
+        EXPECT_THAT(more.out, HasSubstr("--help")) << command;
+    }
+    EXPECT_THAT(run({"start", "--help"}).out, HasSubstr("tarn-vcard start --cards 2"));
+}
+
+// ---- faults ----------------------------------------------------------------------------------
+
+TEST_F(Vcard, FaultsAreTakenByTheRunningService) {
+    ASSERT_EQ(run({"start"}).status, 0);
+    const std::vector<std::vector<std::string>> faults = {
+        {"drop", "1"},
+        {"duplicate", "2"},
+        {"stale", "1"},
+        {"corrupt", "1"},
+        {"oversize", "1"},
+        {"delay", "10"},
+        {"status", "32775"},
+        {"refuse-chunks", "on"},
+        {"stop-draining", "off"},
+        {"no-interrupts", "on"},
+        {"status", "0x8007", "--command", "9", "--count", "2"},
+        {"clear"}};
+    for (std::vector<std::string> fault : faults) {
+        fault.insert(fault.begin(), "fault");
+        const ProcessResult result = run(fault);
+        EXPECT_EQ(result.status, 0) << fault[1] << ": " << result.err;
+    }
+}
+
+TEST_F(Vcard, FaultsThatCannotBeSetFail) {
+    ASSERT_EQ(run({"start"}).status, 0);
+    const ProcessResult slave = run({"fault", "unplug", "0"});
+    EXPECT_EQ(slave.status, 1);
+    EXPECT_THAT(slave.err, HasSubstr("no running bus with a slave 0"));
+    const ProcessResult card = run({"fault", "--card", "1", "drop", "1"});
+    EXPECT_EQ(card.status, 1);
+    EXPECT_THAT(card.err, HasSubstr("there is no card 1"));
+    expect_usage_error({"fault", "drop"}, "required");
+    expect_usage_error({"fault", "drop", "many"}, "is no number");
+    expect_usage_error({"fault", "refuse-chunks", "maybe"}, "neither on nor off");
+    expect_usage_error({"fault"}, "a command is missing");
+    expect_usage_error({"fault", "explode"}, "explode");
+    EXPECT_EQ(run({"status"}).status, 0);
+}
+
+TEST_F(Vcard, FaultWithoutAServiceFails) {
+    const ProcessResult result = run({"fault", "drop", "1"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("no service runs in"));
+}
+
+TEST_F(Vcard, ServiceDiesOnDemand) {
+    ASSERT_EQ(run({"start"}).status, 0);
+    EXPECT_EQ(run({"fault", "die"}).status, 0);
+    EXPECT_TRUE(eventually(
+        [this] { return run({"status"}).out.find("is not running") != std::string::npos; }));
+    EXPECT_EQ(run({"start"}).status, 0);
+}
+
+// ---- make-eni --------------------------------------------------------------------------------
+
+TEST_F(Vcard, WritesAnEniFile) {
+    const std::string path = folder_.path() / "cell.xml";
+    const ProcessResult result = run({"make-eni", "-o", path, "--slave", "drive:2", "--slave",
+                                      "dio16:4", "--cycle-us", "500", "--mapping"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "");
+    std::ifstream file(path);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_THAT(text, HasSubstr("<CRC>"));
+    const ProcessResult piped = run(
+        {"make-eni", "--slave", "drive:2", "--slave", "dio16:4", "--cycle-us", "500", "--mapping"});
+    EXPECT_EQ(piped.out, text);
+}
+
+TEST_F(Vcard, ListsTheKindsOfSlaves) {
+    const ProcessResult result = run({"make-eni", "--list-kinds"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, HasSubstr("drive"));
+    EXPECT_THAT(result.out, HasSubstr("coupler"));
+}
+
+TEST_F(Vcard, ImpossibleNetworksAreUsageErrors) {
+    expect_usage_error({"make-eni", "--slave", "toaster"}, "toaster");
+    expect_usage_error({"make-eni", "--slave", "dio8:many"}, "is no number");
+    expect_usage_error({"make-eni", "--slave", "dio8:4097"}, "4");
+}
+
+TEST_F(Vcard, EniFileThatCannotBeWrittenIsAFailure) {
+    const ProcessResult result = run({"make-eni", "-o", "/proc/no/such/file", "--slave", "dio8"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("cannot write /proc/no/such/file"));
+}
+
+TEST_F(Vcard, FixedNetworkIsTakenFromAnEniFile) {
+    const std::string path = folder_.path() / "machine.xml";
+    ASSERT_EQ(run({"make-eni", "-o", path, "--slave", "dio8:2"}).status, 0);
+    ProcessOptions there = options();
+    there.directory = folder_.path();
+    const ProcessResult result = tarn::test::run_program(
+        program_path("tarn-vcard"), {"start", "--network", "machine.xml"}, there);
+    EXPECT_EQ(result.status, 0) << result.err;
+}
+
+} // namespace
