@@ -309,19 +309,24 @@ class BusInfo : public test::PiTest {
         return options;
     }
     uint32_t run(const vcard::MakeEniOptions &options) {
-        const uint32_t status = EcatBusRun(handle_, write_eni(vcard::make_eni(options)));
-        return status;
+        return EcatBusRun(handle_, write_eni(vcard::make_eni(options)));
     }
 };
 
-TEST_F(BusInfo, APlainStartDescribesThePhysicalImages) {
-    ASSERT_EQ(run(network(false)), 0u);
+TEST_F(BusInfo, AStartWithoutMappingDescribesThePhysicalImages) {
+    std::string text = vcard::make_eni(network(false));
+    const size_t marker = text.find("@@##");
+    if (marker != std::string::npos) {
+        text.replace(marker, 4, "    ");
+    }
+    ASSERT_EQ(EcatBusRun(handle_, write_eni(text)), 0u);
     EXPECT_EQ(pi_info().slave_count, 6u);
     EXPECT_EQ(output().physical_length, 3u);
     EXPECT_EQ(input().physical_length, 3u);
     EXPECT_EQ(output().mapped, 0u);
     EXPECT_EQ(output().logical_length, 0u);
     EXPECT_EQ(output().entry_count, 0u);
+    EXPECT_EQ(pi_area(ECAT_PI_FAST_OUTPUT).state.image_length, 3u);
     EXPECT_EQ(output().participation[0], 0b010110u);
     EXPECT_EQ(input().participation[0], 0b001110u);
     for (uint16_t slave = 0; slave < 6; ++slave) {
@@ -377,6 +382,7 @@ class BusInfoRefused : public BusInfo, public testing::WithParamInterface<Comman
 
 TEST_P(BusInfoRefused, ARefusedQueryEndsTheStartAndClearsTheRecord) {
     ASSERT_EQ(run(network(true)), 0u);
+    ASSERT_EQ(EcatBusStop(handle_), 0u);
     refuse(GetParam(), 32771);
     EXPECT_EQ(run(network(true)), 32771u);
     EXPECT_EQ(bytes_at(&pi_info(), sizeof(PiInfo)), Bytes(sizeof(PiInfo)));

@@ -38,7 +38,7 @@ class PiTest : public MasterTest {
     PiDirection &output() const { return pi_info().direction[ECAT_PI_DIRECTION_OUTPUT]; }
     PiDirection &input() const { return pi_info().direction[ECAT_PI_DIRECTION_INPUT]; }
 
-    // Writes the tables of one direction as a bus start does.
+    // Writes the tables of one direction as a bus start does, and raises the slave count to them.
     void describe(PiDirection &block, const std::vector<MappedSlave> &slaves, uint32_t bytes,
                   bool mapped) {
         memset(&block, 0, sizeof block);
@@ -59,7 +59,7 @@ class PiTest : public MasterTest {
                                     (a.address == b.address && a.slave > b.slave);
                          });
         block.logical_length = mapped ? kImageBytes : bytes;
-        pi_info().slave_count = static_cast<uint32_t>(slaves.size());
+        pi_info().slave_count = std::max(pi_info().slave_count, block.entry_count);
     }
 
     // An open sets the handle's view from the record.
@@ -71,6 +71,7 @@ class PiTest : public MasterTest {
 
     void use_tables(const std::vector<MappedSlave> &outputs, const std::vector<MappedSlave> &inputs,
                     uint32_t bytes = kPhysicalBytes, bool mapped = true) {
+        pi_info().slave_count = 0;
         describe(output(), outputs, bytes, mapped);
         describe(input(), inputs, bytes, mapped);
         reopen();
