@@ -269,7 +269,9 @@ TEST_F(TarnEni, LogicalAddressesThatOverlapAreAWarning) {
 TEST_F(TarnEni, LogicalAddressesBeyondTheImageAreAWarning) {
     replace("\"0x8\"", "65535");
     expect_warning("18: warning: the outputs of slave 0 reach past bit 65535");
-    replace("65535,\n", "65536,\n");
+    replace("\"output_logic_addr\":65535", "\"output_logic_addr\":65544");
+    expect_warning("18: warning: slave_infos[0]/output_logic_addr is 65544; only its low 16 bits "
+                   "count");
 }
 
 TEST_F(TarnEni, DeepNestingIsNoCrash) {

@@ -40,8 +40,10 @@ BitRun parse_bits(const std::string &text) {
     return {static_cast<uint32_t>(*bit), static_cast<uint32_t>(*count)};
 }
 
-// The part of a whole (the image, or a slave's run in it) that was selected.
-BitRun part_of(const BitRun &whole, const Selection &selection, const std::string &name) {
+// The part of a whole (the image, or a slave's run in it) that was selected. Typed values give the
+// length when nothing else does; 0 values: all that follows.
+BitRun part_of(const BitRun &whole, const Selection &selection, uint32_t values,
+               const std::string &name) {
     BitRun part{0, whole.bits};
     if (selection.bits) {
         part = *selection.bits;
@@ -50,8 +52,8 @@ BitRun part_of(const BitRun &whole, const Selection &selection, const std::strin
         part.bits = part.bit < whole.bits ? whole.bits - part.bit : 0;
         if (selection.length) {
             part.bits = 8 * *selection.length;
-        } else if (selection.format.typed() && selection.offset) {
-            part.bits = selection.format.bits; // one value
+        } else if (selection.format.typed() && selection.offset && values > 0) {
+            part.bits = values * selection.format.bits;
         }
     }
     if (part.bits == 0 || part.bit + part.bits > whole.bits) {
@@ -65,7 +67,7 @@ BitRun part_of(const BitRun &whole, const Selection &selection, const std::strin
     return part;
 }
 
-Place resolve(EcatHandle *channel, const Selection &selection) {
+Place resolve(EcatHandle *channel, const Selection &selection, uint32_t values) {
     const Area &area = selection.area;
     const bool output = area.direction == ECAT_PI_DIRECTION_OUTPUT;
     const bool part = selection.bits || selection.offset || selection.length;
@@ -80,7 +82,7 @@ Place resolve(EcatHandle *channel, const Selection &selection) {
             throw Failure(PCI_TARN_E_NO_PI_REGION, name);
         }
     }
-    return {area, selection.format, part_of(whole, selection, name),
+    return {area, selection.format, part_of(whole, selection, values, name),
             selection.slave || selection.bits,
             selection.bits || selection.length || (selection.slave && !part)};
 }
@@ -114,7 +116,7 @@ struct ReadArguments {
 
 int read(Context &context, const ReadArguments &arguments) {
     EcatHandle *channel = context.session.channel();
-    const Place place = resolve(channel, arguments.selection);
+    const Place place = resolve(channel, arguments.selection, 1);
     BitData data;
     const uint32_t status = read_run(channel, place.area, place.run, data);
     warn_not_ready(status);
@@ -154,8 +156,9 @@ BitData standard_input() {
 
 int write(Context &context, const WriteArguments &arguments) {
     EcatHandle *channel = context.session.channel();
-    Place place = resolve(channel, arguments.selection);
     const bool from_input = arguments.values == std::vector<std::string>{"-"};
+    const auto count = from_input ? 0 : static_cast<uint32_t>(arguments.values.size());
+    Place place = resolve(channel, arguments.selection, count);
     const BitData data =
         from_input ? standard_input()
                    : parse_values(place.format, arguments.values, place.exact ? place.run.bits : 0);
@@ -279,7 +282,7 @@ void pause(uint32_t interval_ms) {
 
 int watch(Context &context, const WatchArguments &arguments) {
     EcatHandle *channel = context.session.channel();
-    const Place place = resolve(channel, arguments.selection);
+    const Place place = resolve(channel, arguments.selection, 1);
     terminal::catch_interrupt();
     Watcher watcher(context.output, place);
     uint32_t warned = PCI_TARN_OK;

@@ -4,6 +4,7 @@
 
 #include "base/card_memory.h"
 #include "base/console.h"
+#include "channel/ring.h"
 #include "pci_tarn/board.h"
 #include "pci_tarn/ecat.h"
 #include "pci_tarn/shared.h"
@@ -31,31 +32,22 @@ uint32_t pd_version_word(const EcatHandle &handle) {
     return card::load32(&pi_card_area(handle)->version);
 }
 
-MailboxRing ring_view(const EcatHandle &handle, const RingDescriptor &descriptor) {
-    return {.pointers =
-                reinterpret_cast<uint32_t *>(handle.area + card::load32(&descriptor.pointers)),
-            .slots = handle.area + card::load32(&descriptor.slots),
-            .mask = card::load32(&descriptor.mask),
-            .slot_size = card::load32(&descriptor.slot_size)};
-}
-
 void bind_channels(EcatHandle &handle) {
-    const auto &header = *reinterpret_cast<const ChannelHeader *>(handle.area);
     const uint32_t board = handle.board->index;
     const uint32_t channel = handle.channel;
     auto *doorbell = reinterpret_cast<uint32_t *>(handle.registers + bar1::kDoorbell[channel]);
     const uint32_t interrupt = channel * kInterruptsPerChannel;
 
-    MailboxRing out = ring_view(handle, header.primary_out);
-    MailboxRing in = ring_view(handle, header.primary_in);
+    MailboxRing out = bind_ring(handle.area, &ChannelHeader::primary_out);
+    MailboxRing in = bind_ring(handle.area, &ChannelHeader::primary_in);
     mailbox_init(&handle.primary, getMutex_mailbox(board, channel, 0), handle.board, &out, &in,
                  doorbell, interrupt);
-    out = ring_view(handle, header.secondary_out);
-    in = ring_view(handle, header.secondary_in);
+    out = bind_ring(handle.area, &ChannelHeader::secondary_out);
+    in = bind_ring(handle.area, &ChannelHeader::secondary_in);
     mailbox_init(&handle.secondary, getMutex_mailbox(board, channel, 1), handle.board, &out, &in,
                  doorbell, interrupt + 1);
-    out = ring_view(handle, header.socket_out);
-    in = ring_view(handle, header.socket_in);
+    out = bind_ring(handle.area, &ChannelHeader::socket_out);
+    in = bind_ring(handle.area, &ChannelHeader::socket_in);
     mailbox_sock_init(&handle.socket, getMutex_sock(board, channel, 0),
                       getMutex_sock(board, channel, 1), handle.board, &out, &in, doorbell,
                       interrupt + 3);
