@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # A tour on a virtual card: from an empty folder to a bus that moves a drive. Needs the programs of
-# `make`; prints every command before it runs, and leaves nothing running.
+# `make`; prints every command before it runs, and leaves nothing running. TARN_BIN and TARN_DEMO
+# name other folders for the programs and for what is made here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bin=$(realpath "${TARN_BIN:-build/linux/bin}")
-folder=$PWD/build/demo
+folder=${TARN_DEMO:-$PWD/build/demo}
 export PATH=$bin:$PATH XDG_RUNTIME_DIR=$folder/run
 # The names of sockets are short: a deep folder does not do for them.
 [ ${#XDG_RUNTIME_DIR} -lt 80 ] || XDG_RUNTIME_DIR=${TMPDIR:-/tmp}/tarn-demo-$(id -u)

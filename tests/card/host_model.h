@@ -113,7 +113,7 @@ class HostInputs {
     }
 
     // The card may be writing this buffer; thread sanitizers need not look.
-    [[gnu::no_sanitize("thread")]] static void
+    __attribute__((no_sanitize("thread"))) static void
     copy_unsettled(uint8_t *to, const volatile uint8_t *from, uint32_t bytes) {
         for (uint32_t i = 0; i < bytes; ++i) {
             to[i] = from[i];

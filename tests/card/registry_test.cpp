@@ -472,9 +472,7 @@ TEST(RegistryBar, BoardWithoutBarsIsReportedAndNotFoundByItsName) {
 
 // ---- cards that cannot be opened -------------------------------------------------------------
 
-TEST(Registry, CardThatCannotBeOpenedIsListedAndItsBarsAreReported) {
-    // It is counted, but closes the connection as soon as it is asked for more: the driver of
-    // card 0 is known, card 1 is a socket that nobody serves any more once the count is over.
+TEST(Registry, CardThatCannotBeOpenedGetsANodeWithoutADriver) {
     const VirtualCards cards(VirtualCards::default_cards(2));
     const std::string path = cards.socket_dir() / "kpcidev1";
     BoardNode node = {};

@@ -29,7 +29,7 @@ std::vector<fs::path> eni_files() {
     std::vector<fs::path> files;
     const char *folder = std::getenv("TARN_ENI_DIR");
     for (const fs::path &place :
-         {fs::path(TARN_SOURCE_DIR "/examples/eni"), fs::path(folder != nullptr ? folder : "")}) {
+         {test::source_path("examples/eni"), fs::path(folder != nullptr ? folder : "")}) {
         if (!place.empty() && fs::is_directory(place)) {
             for (const auto &entry : fs::directory_iterator(place)) {
                 if (entry.path().extension() == ".xml") {

@@ -28,6 +28,9 @@ struct ProcessResult {
 // Path of a program of this build, as "tarn" or "tarn-vcard".
 std::filesystem::path program_path(const std::string &name);
 
+// Path of a file or folder of the source tree, as "examples/eni".
+std::filesystem::path source_path(const std::string &name);
+
 // Runs a program to its end. `program` is a path or a name in PATH.
 ProcessResult run_program(const std::filesystem::path &program,
                           const std::vector<std::string> &arguments,

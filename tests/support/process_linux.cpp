@@ -52,6 +52,10 @@ std::filesystem::path program_path(const std::string &name) {
     return std::filesystem::path(TARN_BIN_DIR) / name;
 }
 
+std::filesystem::path source_path(const std::string &name) {
+    return std::filesystem::path(TARN_SOURCE_DIR) / name;
+}
+
 struct BackgroundProcess::State {
     explicit State(const std::string &input) : in(input) {}
 

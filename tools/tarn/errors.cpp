@@ -72,8 +72,8 @@ constexpr Hint kHints[] = {
     {PCI_TARN_E_VERSION, "update the older side; tarn info and tarn version show both versions"},
     {PCI_TARN_E_SLAVE_DISCONNECTED, "check the slave's cable and power; tarn slaves shows which "
                                     "ones answer"},
-    {PCI_TARN_E_SLAVE_NOT_READY, "tarn slaves shows the states; tarn state --set OP brings the bus "
-                                 "up"},
+    {PCI_TARN_E_SLAVE_NOT_READY, "tarn slaves shows the states; tarn state --set OP brings a "
+                                 "running bus up"},
     {PCI_TARN_E_MAP_FORMAT, "tarn eni check FILE says what is wrong in the mapping comment"},
     {PCI_TARN_E_ENI_MISMATCH, "the bus runs with another ENI file; tarn stop, then tarn start the "
                               "one you want"},

@@ -249,6 +249,9 @@ void Bus::State::refresh() {
             ready[i / 32] |= 1U << (i % 32);
         }
     }
+    if (simulation) {
+        simulation->set_states(states);
+    }
     for (uint32_t word = 0; word < kSlaveReadyWords; ++word) {
         card::store32(&options.slave_ready[word], ready[word]);
     }
@@ -312,8 +315,7 @@ void Bus::State::cycle() {
         clear_old_errors();
     }
     take_outputs();
-    simulation->take_outputs(outputs, states);
-    simulation->step(states);
+    simulation->step(outputs);
     shadow_inputs.publish(simulation->inputs().bytes, network.input_bytes);
     push_input_queue(simulation->inputs());
     write_exchange(simulation->outputs());

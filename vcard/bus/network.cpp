@@ -171,6 +171,20 @@ BitRun read_run(xml_node data, const char *name, const char *alias, const std::s
     return {static_cast<uint32_t>(begin), static_cast<uint32_t>(end - begin)};
 }
 
+// The elements Sm0, Sm1 and so on, by their numbers.
+std::vector<xml_node> sync_managers(xml_node data) {
+    const auto number_of = [](xml_node node) { return parse_number(node.name() + 2); };
+    std::vector<xml_node> managers;
+    for (xml_node node : data.children()) {
+        if (std::strncmp(node.name(), "Sm", 2) == 0 && number_of(node)) {
+            managers.push_back(node);
+        }
+    }
+    std::stable_sort(managers.begin(), managers.end(),
+                     [&](xml_node a, xml_node b) { return number_of(a) < number_of(b); });
+    return managers;
+}
+
 // The PDOs of one direction that are assigned to sync managers, in the order of the process data:
 // as the SmN elements list them, else by the PDOs' own Sm attributes, else all.
 std::vector<xml_node> assigned_pdos(xml_node data, const char *name, const std::string &where) {
@@ -182,8 +196,8 @@ std::vector<xml_node> assigned_pdos(xml_node data, const char *name, const std::
     if (known.empty()) {
         return assigned;
     }
-    for (unsigned sm = 0; sm < 32; ++sm) {
-        for (xml_node listed : data.child(format("Sm%u", sm).c_str()).children("Pdo")) {
+    for (xml_node manager : sync_managers(data)) {
+        for (xml_node listed : manager.children("Pdo")) {
             const std::optional<int64_t> index = parse_number(text_of(listed));
             const auto found = std::find_if(known.begin(), known.end(), [&](const auto &entry) {
                 return index && entry.first == *index;

@@ -1,6 +1,7 @@
 #include "vcard/bus/simulation.h"
 
 #include <cmath>
+#include <map>
 
 namespace tarn::vcard {
 namespace {
@@ -32,84 +33,114 @@ int8_t first_mode(const DriveMap &map) {
 } // namespace
 
 Simulation::Simulation(const Network &network)
-    : network_(network), seconds_(network.cycle_us / 1e6) {
+    : network_(network), seconds_(network.cycle_us / 1e6), states_(network.slaves.size(), 1) {
     for (uint32_t i = 0; i < network.slaves.size(); ++i) {
         const SlaveConfig &slave = network.slaves[i];
-        if (slave.outputs.length != 0) {
-            consumers_.push_back(i);
-        }
         if (slave.kind == SlaveKind::Drive) {
             drives_.push_back({i, Drive(first_mode(slave.drive))});
-        } else if (slave.inputs.length != 0) {
-            add_inputs(i);
         }
     }
+    find_sources();
 }
 
 // A slave reads back its own outputs. One without outputs reads those of the nearest slave of its
 // kind before it that has outputs only, as if they were wired together.
-void Simulation::add_inputs(uint32_t slave) {
-    const SlaveConfig &config = network_.slaves[slave];
-    Inputs inputs{slave, config.kind, config.inputs, config.outputs};
-    for (uint32_t i = slave; inputs.source.length == 0 && i-- > 0;) {
-        const SlaveConfig &before = network_.slaves[i];
-        if (before.kind == config.kind && before.inputs.length == 0) {
-            inputs.source = before.outputs;
+void Simulation::find_sources() {
+    std::map<SlaveKind, BitRun> nearest;
+    for (const SlaveConfig &slave : network_.slaves) {
+        if (slave.inputs.length == 0) {
+            nearest[slave.kind] = slave.outputs;
         }
+        sources_.push_back(slave.outputs.length != 0 ? slave.outputs : nearest[slave.kind]);
     }
-    producers_.push_back(inputs);
 }
 
-void Simulation::take_outputs(const Image &outputs, const std::vector<uint8_t> &states) {
-    for (const uint32_t slave : consumers_) {
-        const BitRun &run = network_.slaves[slave].outputs;
-        if (states[slave] == kOp) {
-            copy_bits(outputs_, run.offset, outputs, run.offset, run.length);
+void Simulation::set_states(const std::vector<uint8_t> &states) {
+    states_ = states;
+    held_.clear();
+    looped_.clear();
+    moving_.clear();
+    for (uint32_t i = 0; i < network_.slaves.size(); ++i) {
+        const BitRun &run = network_.slaves[i].outputs;
+        if (states_[i] == kOp) {
+            add_copy(held_, {run.offset, run.offset, run.length});
         } else {
             clear_bits(outputs_, run.offset, run.length);
         }
+        add_inputs(i);
     }
 }
 
-void Simulation::step(const std::vector<uint8_t> &states) {
-    ++cycles_;
-    for (const Inputs &inputs : producers_) {
-        if (states[inputs.slave] == kSafeOp || states[inputs.slave] == kOp) {
-            step_inputs(inputs);
+void Simulation::add_copy(std::vector<Copy> &copies, Copy copy) {
+    if (copy.length == 0) {
+        return;
+    }
+    if (!copies.empty()) {
+        Copy &last = copies.back();
+        if (last.to + last.length == copy.to && last.from + last.length == copy.from) {
+            last.length += copy.length;
+            return;
         }
+    }
+    copies.push_back(copy);
+}
+
+void Simulation::add_inputs(uint32_t slave) {
+    const SlaveConfig &config = network_.slaves[slave];
+    if (config.kind == SlaveKind::Drive || config.inputs.length == 0 ||
+        (states_[slave] != kSafeOp && states_[slave] != kOp)) {
+        return;
+    }
+    const BitRun &source = sources_[slave];
+    const uint32_t looped = std::min(config.inputs.length, source.length);
+    add_copy(looped_, {config.inputs.offset, source.offset, looped});
+    const bool analogue = config.kind == SlaveKind::AnalogIo;
+    if (looped < config.inputs.length && (analogue || looped == 0)) {
+        moving_.push_back(
+            {slave, analogue, config.inputs.offset + looped, config.inputs.length - looped});
+    }
+}
+
+void Simulation::step(const Image &outputs) {
+    ++cycles_;
+    for (const Copy &copy : held_) {
+        copy_bits(outputs_, copy.to, outputs, copy.from, copy.length);
+    }
+    for (const Copy &copy : looped_) {
+        copy_bits(inputs_, copy.to, outputs_, copy.from, copy.length);
+    }
+    for (const Moving &moving : moving_) {
+        step_moving(moving);
     }
     for (DriveSlave &drive : drives_) {
-        if (states[drive.slave] == kSafeOp || states[drive.slave] == kOp) {
-            step_drive(drive, states[drive.slave] == kOp);
-        }
+        step_drive(drive);
     }
 }
 
-// Digital inputs without a source count up ten times a second; analogue ones swing, each channel
-// with its own phase.
-void Simulation::step_inputs(const Inputs &inputs) {
-    const bool analogue = inputs.kind == SlaveKind::AnalogIo;
-    uint32_t done = std::min(inputs.run.length, inputs.source.length);
-    copy_bits(inputs_, inputs.run.offset, outputs_, inputs.source.offset, done);
-    if (inputs.source.length != 0 && !analogue) {
-        return; // inputs that nothing drives stay 0
-    }
+// Digital inputs count up ten times a second; analogue ones swing, each channel with a phase of its
+// own.
+void Simulation::step_moving(const Moving &moving) {
     const double time = static_cast<double>(cycles_) * seconds_;
-    for (uint32_t channel = 0; done < inputs.run.length; ++channel) {
-        const uint32_t bits = std::min(inputs.run.length - done, analogue ? kChannelBits : 32);
-        const double swing = 10'000 * std::sin(time * 1.5 + channel * 0.8 + inputs.slave);
-        const auto value = analogue ? static_cast<uint32_t>(static_cast<int32_t>(swing))
-                                    : static_cast<uint32_t>(time * 10);
-        set_bits(inputs_, inputs.run.offset + done, bits, value);
+    uint32_t done = 0;
+    for (uint32_t channel = 0; done < moving.length; ++channel) {
+        const uint32_t bits = std::min(moving.length - done, moving.analogue ? kChannelBits : 32);
+        const double swing = 10'000 * std::sin(time * 1.5 + channel * 0.8 + moving.slave);
+        const uint32_t value = moving.analogue ? static_cast<uint32_t>(static_cast<int32_t>(swing))
+                                               : static_cast<uint32_t>(time * 10);
+        set_bits(inputs_, moving.offset + done, bits, value);
         done += bits;
     }
 }
 
-void Simulation::step_drive(DriveSlave &drive, bool outputs_valid) {
+void Simulation::step_drive(DriveSlave &drive) {
+    const uint8_t state = states_[drive.slave];
+    if (state != kSafeOp && state != kOp) {
+        return;
+    }
     const SlaveConfig &config = network_.slaves[drive.slave];
     const DriveMap &map = config.drive;
     DriveFeedback feedback;
-    if (outputs_valid) {
+    if (state == kOp) {
         const auto output = [&](uint32_t offset, uint32_t bits) {
             return get_mapped(outputs_, config.outputs, offset, bits);
         };

@@ -15,39 +15,51 @@ class Simulation {
     // Keeps a reference to the network.
     explicit Simulation(const Network &network);
 
-    // Takes the output image over into the slaves: those in OP hold what it says, the others hold
-    // zeros. `states` has one EtherCAT state per slave, 0 for slaves that do not answer.
-    void take_outputs(const Image &outputs, const std::vector<uint8_t> &states);
+    // One EtherCAT state per slave, 0 for slaves that do not answer. To be called when one changed;
+    // all slaves are in INIT at first.
+    void set_states(const std::vector<uint8_t> &states);
 
-    // One cycle of all slaves in SAFEOP and OP. Inputs of the others stay as they are.
-    void step(const std::vector<uint8_t> &states);
+    // One cycle. Slaves in OP hold what the image says, the others zeros; slaves in SAFEOP and OP
+    // give inputs, the inputs of the others stay as they are.
+    void step(const Image &outputs);
 
     // As the slaves hold them.
     [[nodiscard]] const Image &outputs() const { return outputs_; }
     [[nodiscard]] const Image &inputs() const { return inputs_; }
 
   private:
-    // Inputs of a slave that is no drive: bits copied from outputs, then bits that move.
-    struct Inputs {
+    struct Copy {
+        uint32_t to;
+        uint32_t from;
+        uint32_t length;
+    };
+    // Inputs that nothing drives.
+    struct Moving {
         uint32_t slave;
-        SlaveKind kind;
-        BitRun run;
-        BitRun source;
+        bool analogue;
+        uint32_t offset;
+        uint32_t length;
     };
     struct DriveSlave {
         uint32_t slave;
         Drive drive;
     };
 
+    static void add_copy(std::vector<Copy> &copies, Copy copy);
+    void find_sources();
     void add_inputs(uint32_t slave);
-    void step_inputs(const Inputs &inputs);
-    void step_drive(DriveSlave &drive, bool outputs_valid);
+    void step_moving(const Moving &moving);
+    void step_drive(DriveSlave &drive);
 
     const Network &network_;
     double seconds_;
     uint64_t cycles_ = 0;
-    std::vector<uint32_t> consumers_; // slaves with outputs
-    std::vector<Inputs> producers_;
+    std::vector<uint8_t> states_;
+    std::vector<BitRun> sources_; // per slave, the outputs that its inputs repeat
+    // What the states make of the process data; neighbours that behave alike are one copy.
+    std::vector<Copy> held_;   // image to slaves
+    std::vector<Copy> looped_; // outputs of slaves to inputs
+    std::vector<Moving> moving_;
     std::vector<DriveSlave> drives_;
     Image outputs_;
     Image inputs_;

@@ -34,8 +34,8 @@ void keep_order() {
 
 // Reads a buffer that the other side may be writing: the sequence tells afterwards whether the copy
 // is good, so thread sanitizers need not look.
-[[gnu::no_sanitize("thread")]] void copy_unsettled(uint8_t *to, const uint8_t *from,
-                                                   uint32_t bytes) {
+__attribute__((no_sanitize("thread"))) void copy_unsettled(uint8_t *to, const uint8_t *from,
+                                                           uint32_t bytes) {
     using Word [[gnu::may_alias]] = uint64_t;
     for (; bytes >= sizeof(Word); bytes -= 8, from += 8, to += 8) {
         const Word word = *static_cast<const volatile Word *>(static_cast<const void *>(from));

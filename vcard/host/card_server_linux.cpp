@@ -19,6 +19,7 @@
 #include <sys/eventfd.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <sys/un.h>
 #include <system_error>
 #include <thread>
@@ -36,7 +37,8 @@ using link::ClientPage;
 using link::InterruptCell;
 using link::Operation;
 
-constexpr int kIdleMs = 1; // the longest that the firmware goes without being called
+constexpr auto kTick =
+    std::chrono::milliseconds(1); // the longest between two calls of the firmware
 constexpr size_t kClientLimit = 256;
 constexpr size_t kSelectorLimit = 1024;
 
@@ -72,6 +74,18 @@ class Descriptor {
 
 Descriptor make_event() {
     return Descriptor::checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot make an event");
+}
+
+// Signals every tick. Cheaper than a time-out, which the system would set up anew at every sleep.
+Descriptor make_ticker() {
+    Descriptor ticker = Descriptor::checked(
+        timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "cannot make a timer");
+    const timespec period = {0, std::chrono::nanoseconds(kTick).count()};
+    const itimerspec setting = {period, period};
+    if (timerfd_settime(ticker.get(), 0, &setting, nullptr) != 0) {
+        fail("cannot set a timer");
+    }
+    return ticker;
 }
 
 void signal_event(const Descriptor &event) {
@@ -179,7 +193,7 @@ class SpinCredit {
 
   private:
     static constexpr int kCreditOfSuccess = 8;
-    static constexpr int kTrialAfter = 256;
+    static constexpr int kTrialAfter = 1024;
     int credit_ = kCreditOfSuccess;
 };
 
@@ -217,6 +231,7 @@ struct CardServer::State {
     Descriptor epoll =
         Descriptor::checked(epoll_create1(EPOLL_CLOEXEC), "cannot make an event queue");
     Descriptor stop = make_event();
+    Descriptor ticker = make_ticker();
     Descriptor listener;
     SpinCredit spin;
     // The serving thread changes the list, with the lock; threads of the firmware read it to raise
@@ -233,6 +248,7 @@ CardServer::State::State(const CardConfig &config, uint64_t version, const LogLi
           config, CardMemory{{bars[0].bytes(), bars[1].bytes(), bars[2].bytes()}},
           [this](unsigned interrupt) { raise(interrupt); }, log_line) {
     watch(stop.get(), &stop, EPOLLIN);
+    watch(ticker.get(), &ticker, EPOLLIN);
 }
 
 void CardServer::State::watch(int fd, void *tag, uint32_t events) const {
@@ -251,13 +267,13 @@ void CardServer::State::run() {
         bool busy = serve_until_quiet();
         if (!busy) {
             set_asleep(1);
-            // A request that came before the flag was seen has kicked nobody.
-            std::atomic_thread_fence(std::memory_order_seq_cst);
+            // A request that came before the flag was seen has kicked nobody. The look must not
+            // come before the flag, which the exchange there sees to.
             busy = firmware.serve();
         }
         std::array<epoll_event, 16> events;
-        const int count = epoll_wait(epoll.get(), events.data(), static_cast<int>(events.size()),
-                                     busy ? 0 : kIdleMs);
+        const int count =
+            epoll_wait(epoll.get(), events.data(), static_cast<int>(events.size()), busy ? 0 : -1);
         set_asleep(0);
         for (int i = 0; i < count; ++i) {
             if (events[static_cast<size_t>(i)].data.ptr == &stop) {
@@ -268,20 +284,19 @@ void CardServer::State::run() {
     }
 }
 
-// Serves requests, and after a request looks for the next one for a while. True when there was no
-// quiet moment for a millisecond: then the sockets have their turn first.
+// Serves what is due and, where that pays, looks for the next request for a while before the sleep.
+// True when requests kept coming for a whole tick: then the sockets have their turn first.
 bool CardServer::State::serve_until_quiet() {
     constexpr auto kSpin = std::chrono::microseconds(50);
-    constexpr auto kTurn = std::chrono::milliseconds(kIdleMs);
-    if (!firmware.serve()) {
+    if (!firmware.serve() || !spin.allows()) {
         return false;
     }
-    const bool may_spin = spin.allows();
     const auto start = Clock::now();
+    auto last = start;
     bool waited = false;
-    for (auto last = start;;) {
+    for (;;) {
         const auto now = Clock::now();
-        if (now - start >= kTurn) {
+        if (now - start >= kTick) {
             return true;
         }
         if (firmware.serve()) {
@@ -290,24 +305,21 @@ bool CardServer::State::serve_until_quiet() {
             }
             waited = false;
             last = now;
-        } else if (!may_spin || now - last >= kSpin) {
-            break;
-        } else {
+        } else if (now - last < kSpin) {
             waited = true;
             __builtin_ia32_pause();
+        } else {
+            spin.failed();
+            return false;
         }
     }
-    if (may_spin) {
-        spin.failed();
-    }
-    return false;
 }
 
 void CardServer::State::set_asleep(uint32_t asleep) {
     // The list is changed by this thread only.
     for (const Client &client : clients) {
         if (client.link != nullptr) {
-            client.link->page->server_asleep.store(asleep, std::memory_order_relaxed);
+            client.link->page->server_asleep.exchange(asleep, std::memory_order_seq_cst);
         }
     }
 }
@@ -329,6 +341,9 @@ void CardServer::State::raise(unsigned interrupt) {
 void CardServer::State::handle(const epoll_event &event) {
     if (event.data.ptr == &listener) {
         accept_client();
+    } else if (event.data.ptr == &ticker) {
+        uint64_t ticks = 0;
+        [[maybe_unused]] const ssize_t count = ::read(ticker.get(), &ticks, sizeof(ticks));
     } else if (event.data.ptr != nullptr) { // a kick has no client: it only ends the sleep
         hear(*static_cast<Client *>(event.data.ptr));
     }

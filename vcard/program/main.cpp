@@ -9,13 +9,13 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace tarn::vcard {
@@ -152,7 +152,8 @@ void write_file(const std::string &path, const std::string &text) {
     file << text;
     file.close();
     if (!file) {
-        throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot write " + path + ": " +
+                                 std::generic_category().message(errno));
     }
 }
 

@@ -155,6 +155,8 @@ PCI_TARN_API void ecat_os_sem_destroy(EcatOsSem *semaphore);
  * Priority 99 first raises the process to the real-time class and the thread to its highest
  * priority (Windows), or the thread to SCHED_FIFO with the highest priority (Linux). Where the
  * process may not do that, the thread ends at once and `entry` is never called; nobody is told.
+ * Windows does not refuse a process without the privilege: it silently gives the high class
+ * instead.
  *
  * @param arg       handed to `entry`
  * @param entry     what the thread runs; its result is not kept

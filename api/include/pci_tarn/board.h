@@ -18,9 +18,6 @@ extern "C" {
  * the card's command rings. Nothing is written to the card. Any number of handles may be open on
  * one card, in one process or in several; they share the card's mappings and its named lock.
  *
- * The first call of a process builds the registry and is not safe against a second thread that
- * makes it at the same time: open one board before other threads use the library.
- *
  * @param[out] out  gets the handle, which the caller owns until BoardClose(). Null on every
  *                  failure but two: it stays as it is when memory is short, and is not touched
  *                  when it is null itself
@@ -28,8 +25,8 @@ extern "C" {
  *                  switch; or the name that the card's firmware carries
  * @return 0; 32770 when `out` is null; 34359 when memory is short; 80004 when there is no such
  *         card, the name is null or ambiguous, or the card's memory could not be mapped; 80012
- *         when the versions do not fit together. All but the first two are explained on standard
- *         output.
+ *         when the versions do not fit together. Memory, mapping and version failures are
+ *         explained on standard output.
  */
 PCI_TARN_API uint32_t BoardOpen(BoardHandle **out, const char *name);
 

@@ -10,16 +10,18 @@
  * served at a Unix-domain socket `kpcidevN` in `$XDG_RUNTIME_DIR/pci_tarn` (`/tmp/pci_tarn-UID`
  * when that variable is not set), or, when there is no card, in `/run/pci_tarn`; the user's
  * directory must belong to the caller and be closed to others. Its functions print nothing and
- * report failure by the value they return. When the driver or the server goes away they fail; BARs
- * that are mapped stay readable.
+ * report failure by the value they return. When the driver or the server goes away they fail; on
+ * Linux BARs that are mapped stay readable.
  *
  * The registry. The first function that needs the list of cards builds it: every card is opened
  * and its BARs 0 to 2 are mapped. The list stays as it is until the library is unloaded; cards
  * that appear later are not seen. Only the caller of that first function learns that building
  * failed (status 1); later calls see the cards that were found before the failure. Building is
- * guarded against threads that race for it; the functions that change the list
- * (InitBoardHandleNode(), releaBarPtr(), closeDevice()) are not, and callers must not use any card
- * while they run.
+ * guarded against threads that race for it; the functions that change the list or
+ * what it holds (InitBoardHandleNode(), InitBoardNodeDataByIndex(), GetBoardCount(), getBarPtr() on
+ * a BAR that is not mapped yet, releaBarPtr(), closeDevice()) are not, and callers must not use any
+ * card while they run. closeDevice() also runs when the library is unloaded or the process ends: on
+ * Linux no other thread may use the library any more when main() returns.
  *
  * Board names, as BoardOpen() and getBoardHandle() take them:
  * - `ID0`, `ID1`, ... : the card at that position;
@@ -35,7 +37,7 @@
 /**
  * One opened card at the level of the kernel driver.
  *
- * Made by ::EtherCATOpen, given back by ::EtherCATClose (or `delete`). It takes no lock of its own:
+ * Made by ::EtherCATOpen, given back by ::EtherCATClose. It takes no lock of its own:
  * an interrupt may be waited for by one thread at a time, and BARs must not be mapped or unmapped
  * by two threads at once. DMA transfers are independent of each other.
  */
@@ -157,9 +159,9 @@ PCI_TARN_API void EtherCATUnmapBarAddress(EtherCAT *card, void *address);
 /**
  * Blocks until the card raises an interrupt.
  *
- * An interrupt that was raised since the last wait counts, once. A wait that has timed out stays
- * outstanding, and the next call for the same interrupt goes on with it. One thread at a time may
- * wait for an interrupt; different interrupts are independent.
+ * On Linux an interrupt that was raised since the last wait counts, once. A wait that has timed out
+ * stays outstanding, and the next call for the same interrupt goes on with it. One thread at a time
+ * may wait for an interrupt; different interrupts are independent.
  *
  * @param card        opened card; null gives 0
  * @param interrupt   interrupt number, 0 to 7

@@ -74,8 +74,9 @@ PCI_TARN_API uint32_t EcatOpen(EcatHandle **out, const char *name, uint32_t chan
  * Opens one channel of a card.
  *
  * Opens the card inside the handle, binds the channel's mailboxes and the process image, and
- * enters the direct access mode. Sends nothing to the card and does not block. The caller owns
- * the handle and gives it back with EcatClose().
+ * enters the direct access mode. Sends nothing to the card; takes the channel's process image lock
+ * for a moment, and the first call of a process looks for the cards. The caller owns the handle and
+ * gives it back with EcatClose().
  *
  * @param[out] out the handle; null after a failure
  * @param name the card, as BoardOpen() takes it: "ID0" (by position), "AL3" (by alias switch) or
@@ -210,9 +211,11 @@ PCI_TARN_API uint32_t EcatBusRun(EcatHandle *handle, const char *eni_path);
  *
  * Sends the file to the card, sets the card's clock, asks the firmware to start and then learns
  * the process image: where each slave's data lies, the logical mapping that the file may carry,
- * and the slaves' station addresses. Blocks up to the handle's time-out per part of the file and
- * up to 600 s for the start; the channel's primary mailbox is held meanwhile, so requests of
- * other threads and processes wait. A failed transfer of the file is not reported as such: the
+ * and the slaves' station addresses. Each part of the file may take the handle's time-out twice
+ * (free slot, reply) and the file is sent up to five times; the start may take 600 s twice; the
+ * up to three questions per slave that follow have the handle's time-out. The channel's primary
+ * mailbox is held during the file, during the start and during each question, so requests of other
+ * threads and processes wait. A failed transfer of the file is not reported as such: the
  * card then refuses the start.
  *
  * When the start or a later step fails, the channel's process image information is left empty.
@@ -221,7 +224,7 @@ PCI_TARN_API uint32_t EcatBusRun(EcatHandle *handle, const char *eni_path);
  * @param eni_path path of the ENI file, at most 0x1400000 bytes; the file may carry a "<CRC>"
  *     element, by which EcatCheckRunningEni() recognises it
  * @param progress called with progress_arg while the firmware starts the bus, and once more with
- *     1 at the end, or null
+ *     1 at the end, or null; never called when the request finds no free slot
  * @param progress_arg first argument of progress
  * @return 0, or
  *     - 80013 for a null handle,
@@ -238,7 +241,8 @@ PCI_TARN_API uint32_t EcatBusRunEx(EcatHandle *handle, const char *eni_path, Pci
 /**
  * Stops the bus.
  *
- * Asks the firmware up to three times, each time for at most 20 s whatever the handle's time-out.
+ * Asks the firmware up to three times, whatever the handle's time-out: each time at most 20 s for a
+ * free slot and 20 s for the reply.
  * Where the card's interface version is at least 2, a failed round also sets the stop word in
  * card memory, waits 200 ms and prints "EcatBusStop retry"; older firmware is asked once.
  *
@@ -251,8 +255,8 @@ PCI_TARN_API uint32_t EcatBusStop(EcatHandle *handle);
  * Resets the card's inputs and outputs and stops the bus, also when the firmware is busy.
  *
  * Resets the card's I/O module first, even if the firmware turns out to be too old. Then, up to
- * three times, sets the stop word in card memory, waits 200 ms and asks the firmware to stop, for
- * at most 20 s; a failed round prints "EcatReset retry".
+ * three times, sets the stop word in card memory, waits 200 ms and asks the firmware to stop, at
+ * most 20 s for a free slot and 20 s for the reply; a failed round prints "EcatReset retry".
  *
  * @param handle opened channel
  * @return 80013 for a null handle, 80006 when the card's interface version is below 2, else the
@@ -354,7 +358,8 @@ PCI_TARN_API uint32_t __EcatBusCtrlWorkCntGet(EcatHandle *handle);
  * Reads the text between the first "<CRC>" and the following "</CRC>" of an ENI file.
  *
  * The file is read in blocks of size + 21 bytes; an element that straddles two blocks is not
- * found, so it should stand near the start of the file. Prints why it fails. Takes no lock.
+ * found, so it should stand near the start of the file. Prints why it fails, but for a null buffer
+ * and want of memory. Takes no lock.
  *
  * @param path path of the file; null is taken as missing
  * @param[out] buffer the text, filled up with zeros; a text of exactly size bytes is not

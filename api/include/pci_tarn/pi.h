@@ -280,7 +280,8 @@ PCI_TARN_API uint32_t EcatSlavePIClear(EcatHandle *handle, uint32_t index, uint1
 /**
  * Switches the card's process image service on or off.
  *
- * Switching on sends a request and blocks for at most twice the handle's request time-out;
+ * Switching on sends a request: once it has the mailbox's lock it blocks for at most twice the
+ * handle's request time-out;
  * switching off only writes a word of card memory.
  *
  * @param handle opened channel
@@ -310,7 +311,7 @@ PCI_TARN_API uint32_t EcatPIDisable(EcatHandle *handle);
  * Tells whether the card's process image service is on. Sends no request.
  *
  * @param handle opened channel
- * @param flag   gets 1 or 0
+ * @param flag   gets 1 or 0 (the card's word, unchanged)
  * @return 0; 32770 for a null handle or a null `flag`
  */
 PCI_TARN_API uint32_t EcatPIEnableGet(EcatHandle *handle, uint32_t *flag);
@@ -358,6 +359,7 @@ PCI_TARN_API uint32_t EcatPIReinitModeGetGlobal(EcatHandle *handle, uint32_t *mo
  * Hands the image of @ref ECAT_PI_NORMAL_OUTPUT to the card's output queue of 128 entries.
  *
  * Blocks while the queue is full, up to the time-out. Counts as an access that feeds the watchdog.
+ * The queue takes one producer at a time: two threads or processes that push at once lose an entry.
  *
  * @param handle     opened channel
  * @param flag       stored in the last byte of the entry; an image of 4,096 bytes takes its place

@@ -14,8 +14,8 @@
  * `/pci_tarn_locks_v1_UID`, which is closed to other users. Where several users work with one card,
  * an administrator makes an object `/pci_tarn_locks_v1` for their group
  * (`install -o root -g GROUP -m 660 /dev/null /dev/shm/pci_tarn_locks_v1`) before any of them
- * starts; it is then used instead, unless it is open to everybody. A lock that cannot be made is a
- * null handle, which all functions take as "no lock".
+ * starts; it is then used instead, unless it is open to everybody or not root's. A lock that cannot
+ * be made is a null handle, which all functions take as "no lock".
  *
  * The functions do not check board (0 to 15), channel (0 or 1) and index, and never block. They may
  * be called from any thread; initMutex() from one at a time.
@@ -44,9 +44,9 @@ PCI_TARN_API extern uint32_t __proc_id;
  * Fills the tables of locks and maps "temp.dat" of the current directory, made and grown to 10 MiB
  * as needed. Runs when the library is loaded.
  *
- * Called again, after a change of directory, it maps the file of the new one; handles and channels
- * opened before keep using the former memory. Nothing is given back. What fails with the file is
- * printed.
+ * Called again, after a change of directory, it maps the file of the new one. Channels opened
+ * before keep their images in the former memory but find their information record in the new one:
+ * close all channels first. Nothing is given back. What fails with the file is printed.
  *
  * @return the new value of __pi_shared_memory
  */

@@ -367,7 +367,7 @@ enum PciTarnStatus {
     PCI_TARN_E_FOE_TOO_BIG = 80009,
     /** The update file is too big. */
     PCI_TARN_E_UPDATE_TOO_BIG = 80010,
-    /** Socket data could not be sent in time. */
+    /** Data could not be sent in time: socket, or the output queue stayed full. */
     PCI_TARN_E_SEND_TIMEOUT = 80011,
     /** Library and firmware versions do not fit together. */
     PCI_TARN_E_VERSION = 80012,

@@ -17,15 +17,31 @@ void store(volatile void *address, T value) noexcept {
     __atomic_store_n(static_cast<volatile T *>(address), value, __ATOMIC_RELEASE);
 }
 
-inline uint16_t load16(const volatile void *address) noexcept { return load<uint16_t>(address); }
-inline uint32_t load32(const volatile void *address) noexcept { return load<uint32_t>(address); }
-inline uint64_t load64(const volatile void *address) noexcept { return load<uint64_t>(address); }
-inline void store8(volatile void *address, uint8_t value) noexcept { store(address, value); }
-inline void store16(volatile void *address, uint16_t value) noexcept { store(address, value); }
-inline void store32(volatile void *address, uint32_t value) noexcept { store(address, value); }
-inline void store64(volatile void *address, uint64_t value) noexcept { store(address, value); }
+inline uint16_t load16(const volatile void *address) noexcept {
+    return load<uint16_t>(address);
+}
+inline uint32_t load32(const volatile void *address) noexcept {
+    return load<uint32_t>(address);
+}
+inline uint64_t load64(const volatile void *address) noexcept {
+    return load<uint64_t>(address);
+}
+inline void store8(volatile void *address, uint8_t value) noexcept {
+    store(address, value);
+}
+inline void store16(volatile void *address, uint16_t value) noexcept {
+    store(address, value);
+}
+inline void store32(volatile void *address, uint32_t value) noexcept {
+    store(address, value);
+}
+inline void store64(volatile void *address, uint64_t value) noexcept {
+    store(address, value);
+}
 
 // Plain read, add one, write back; what the card's counters get from the host.
-inline void increment32(volatile void *address) noexcept { store32(address, load32(address) + 1); }
+inline void increment32(volatile void *address) noexcept {
+    store32(address, load32(address) + 1);
+}
 
 } // namespace tarn::card

@@ -17,6 +17,7 @@ int print(const char *format, ...) noexcept {
 }
 
 int print_red(const char *format, ...) noexcept {
+    std::fflush(stdout); // what was printed before keeps its colour
     os::console_red();
     std::va_list arguments;
     va_start(arguments, format);

@@ -23,8 +23,9 @@ std::tm local_time(int64_t utc_seconds) noexcept;
 // Lock that all processes of this user share under `name`; recursive per thread, and handed on
 // when its owner dies. Null when it cannot be made. Never closed.
 void *named_lock_open(const char *name) noexcept;
-void named_lock_acquire(void *lock) noexcept; // waits without limit
-void named_lock_release(void *lock) noexcept;
+// Both always return 0, so that the exports can hand on to them without a frame of their own.
+uint32_t named_lock_acquire(void *lock) noexcept; // waits without limit
+uint32_t named_lock_release(void *lock) noexcept;
 
 // Binary semaphore. `sem_wait` returns 0 when signalled, 258 on time-out, any other value when
 // the system failed.

@@ -65,6 +65,16 @@ int open_object() noexcept {
     return own;
 }
 
+// Takes the memory as well: a full file system shows here, not as a fault later. Writes nothing,
+// because others may use the object already.
+bool allocate(int file, off_t size) noexcept {
+    int result = -1;
+    do {
+        result = fallocate(file, 0, 0, size);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 || (errno == EOPNOTSUPP && ftruncate(file, size) == 0);
+}
+
 LockTable map_table() noexcept {
     constexpr size_t size = kEntryCount * sizeof(LockEntry);
     const int file = open_object();
@@ -73,7 +83,7 @@ LockTable map_table() noexcept {
     }
     // Everybody asks for the same size and new bytes are zero: no order among processes is needed.
     void *view = MAP_FAILED;
-    if (ftruncate(file, size) == 0) {
+    if (allocate(file, size)) {
         view = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     }
     if (view == MAP_FAILED) {
@@ -151,16 +161,18 @@ void *named_lock_open(const char *name) noexcept {
     return entry == nullptr ? nullptr : &entry->mutex;
 }
 
-void named_lock_acquire(void *lock) noexcept {
+uint32_t named_lock_acquire(void *lock) noexcept {
     auto *mutex = static_cast<pthread_mutex_t *>(lock);
     if (pthread_mutex_lock(mutex) == EOWNERDEAD) [[unlikely]] {
         // Its owner died with the lock held; the lock is ours, as an abandoned mutex is.
         pthread_mutex_consistent(mutex);
     }
+    return 0;
 }
 
-void named_lock_release(void *lock) noexcept {
+uint32_t named_lock_release(void *lock) noexcept {
     pthread_mutex_unlock(static_cast<pthread_mutex_t *>(lock));
+    return 0;
 }
 
 } // namespace tarn::os

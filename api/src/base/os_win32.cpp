@@ -90,12 +90,14 @@ void *named_lock_open(const char *name) noexcept {
 }
 
 // An abandoned mutex is acquired like any other.
-void named_lock_acquire(void *lock) noexcept {
+uint32_t named_lock_acquire(void *lock) noexcept {
     WaitForSingleObject(lock, INFINITE);
+    return 0;
 }
 
-void named_lock_release(void *lock) noexcept {
+uint32_t named_lock_release(void *lock) noexcept {
     ReleaseMutex(lock);
+    return 0;
 }
 
 void *sem_create() noexcept {

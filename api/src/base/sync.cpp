@@ -94,15 +94,9 @@ void ecat_os_thread_join(EcatOsThread *thread) {
 }
 
 uint32_t driverLock(void *lock) {
-    if (lock != nullptr) {
-        tarn::os::named_lock_acquire(lock);
-    }
-    return 0;
+    return lock == nullptr ? 0 : tarn::os::named_lock_acquire(lock);
 }
 
 uint32_t driverUnlock(void *lock) {
-    if (lock != nullptr) {
-        tarn::os::named_lock_release(lock);
-    }
-    return 0;
+    return lock == nullptr ? 0 : tarn::os::named_lock_release(lock);
 }

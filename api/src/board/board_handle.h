@@ -14,7 +14,7 @@ struct BoardHandle {
     void *bar[6];
     EtherCAT *driver;
     uint32_t index;
-    CommandChannel channel; // same rings and lock as channel 0's secondary mailbox
+    CommandChannel channel;    // same rings and lock as channel 0's secondary mailbox
     uint32_t firmware_version; // major << 24 | minor << 16 | patch << 8; 0 when unparsable
     uint32_t timeout_ms;
 };

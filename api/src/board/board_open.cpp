@@ -37,8 +37,7 @@ uint32_t mailbox_word(const BoardHandle &handle) noexcept {
 }
 
 // What a compatible version word stands for; a word that is not set stands for whatever is
-// expected. The encoding differs with the low byte, which is required as it is: cards in the field
-// use both forms.
+// expected. The encoding differs with the low byte, which is required as it is.
 uint32_t decode_version(uint32_t word, uint32_t expected) noexcept {
     const uint32_t middle = word & 0x00FFFF00;
     if (middle == 0) {

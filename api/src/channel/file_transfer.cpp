@@ -40,9 +40,14 @@ class HostFile {
         return file_ != nullptr && std::fwrite(data, 1, size, file_) == size;
     }
 
-    // Position of the end; negative when there is none.
+    // Position of the end; negative when there is none. 64 bits wide on every system, so that a
+    // file of 4 GiB is not taken for an empty one. A folder can be opened too, and some file
+    // systems give it a size; only reading from it fails.
     int64_t end_position() noexcept {
-        return file_ != nullptr && std::fseek(file_, 0, SEEK_END) == 0 ? std::ftell(file_) : -1;
+        if (file_ == nullptr || (std::fgetc(file_) == EOF && std::ferror(file_) != 0)) {
+            return -1;
+        }
+        return fseeko64(file_, 0, SEEK_END) == 0 ? ftello64(file_) : -1;
     }
 
     // False when what was written could not all be stored.

@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <condition_variable>
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
 #include <new>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -251,12 +253,36 @@ bool ask(int fd, Exchange &exchange, Deadline end) noexcept {
 
 // ---- an opened card --------------------------------------------------------------------------
 
+// Lets one thread at a time ask, from its request to the answer. A lock with a time-out; the one of
+// the standard library is unknown to thread sanitizers.
+class Turn {
+  public:
+    bool take(Deadline end) noexcept {
+        std::unique_lock lock(mutex_);
+        if (!free_.wait_until(lock, end, [this] { return !taken_; })) {
+            return false;
+        }
+        taken_ = true;
+        return true;
+    }
+    void give_back() noexcept {
+        const std::lock_guard lock(mutex_);
+        taken_ = false;
+        free_.notify_one();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable free_;
+    bool taken_ = false;
+};
+
 struct Device {
     Descriptor socket;
     Descriptors opened;
     ClientPage *page = nullptr;
     std::array<size_t, kBarCount> bar_size = {};
-    std::timed_mutex asking; // held from a request to its answer
+    Turn turn;
     uint32_t last_id = 0;
 
     ~Device() {
@@ -266,12 +292,13 @@ struct Device {
     }
 
     bool ask(Exchange &exchange, Deadline end) noexcept {
-        const std::unique_lock lock(asking, end);
-        if (!lock.owns_lock()) {
+        if (!turn.take(end)) {
             return false;
         }
         exchange.request.id = ++last_id;
-        return ::ask(socket.get(), exchange, end);
+        const bool answered = ::ask(socket.get(), exchange, end);
+        turn.give_back();
+        return answered;
     }
 
     InterruptCell &cell(uint32_t interrupt) const noexcept { return page->interrupts[interrupt]; }
@@ -292,8 +319,8 @@ struct Device {
 
     // Card memory is plain memory: a server that sleeps has not seen what was written there.
     void wake_server() const noexcept {
-        std::atomic_thread_fence(std::memory_order_seq_cst);
-        if (page->server_asleep.load(std::memory_order_relaxed) != 0) {
+        // The exchange also orders what was written there before the look at the flag.
+        if (page->server_asleep.exchange(0, std::memory_order_seq_cst) != 0) {
             const uint64_t one = 1;
             [[maybe_unused]] const ssize_t count =
                 write(opened[kKickDescriptor].get(), &one, sizeof(one));
@@ -303,6 +330,21 @@ struct Device {
 
 Device &as_device(void *device) noexcept {
     return *static_cast<Device *>(device);
+}
+
+// What ends the sleep of a wait.
+enum WakeUp : uint32_t { kSignal, kHangUp };
+
+// A wait's own record holds the queue that it sleeps at.
+int &wait_queue(void *request) noexcept {
+    return *static_cast<int *>(request);
+}
+
+bool watch(const Descriptor &queue, int fd, uint32_t events, WakeUp tag) noexcept {
+    epoll_event event = {};
+    event.events = events;
+    event.data.u32 = tag;
+    return epoll_ctl(queue.get(), EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
 // One message of a transfer; the whole of it covers `total` bytes from `exchange.request.first` on.
@@ -416,11 +458,21 @@ uint32_t driver::transfer(void *device, Direction direction, uint32_t first, uin
     return exchange.reply.length;
 }
 
-// The events come with the opened card and go with it.
-bool driver::create_event(void *, uint32_t, void *) noexcept {
+bool driver::create_event(void *device, uint32_t interrupt, void *request) noexcept {
+    const Device &card = as_device(device);
+    Descriptor queue(epoll_create1(EPOLL_CLOEXEC));
+    // Edge-triggered: the event's count is never read, a signal only ends the sleep.
+    if (!queue.valid() || !watch(queue, card.event(interrupt), EPOLLIN | EPOLLET, kSignal) ||
+        !watch(queue, card.socket.get(), EPOLLRDHUP, kHangUp)) {
+        return false;
+    }
+    wait_queue(request) = queue.release();
     return true;
 }
-void driver::close_event(void *, uint32_t, void *) noexcept {}
+
+void driver::close_event(void *, uint32_t, void *request) noexcept {
+    ::close(wait_queue(request));
+}
 
 bool driver::issue_wait(void *device, uint32_t interrupt, void *) noexcept {
     // Pairs with the server's read after it has latched an interrupt: one of the two sees the
@@ -429,7 +481,8 @@ bool driver::issue_wait(void *device, uint32_t interrupt, void *) noexcept {
     return true;
 }
 
-uint32_t driver::await(void *device, uint32_t interrupt, void *, uint32_t timeout_ms) noexcept {
+uint32_t driver::await(void *device, uint32_t interrupt, void *request,
+                       uint32_t timeout_ms) noexcept {
     const Device &card = as_device(device);
     const Deadline end = after_ms(timeout_ms);
     card.wake_server();
@@ -437,20 +490,12 @@ uint32_t driver::await(void *device, uint32_t interrupt, void *, uint32_t timeou
         if (card.cell(interrupt).pending.exchange(0, std::memory_order_seq_cst) != 0) {
             return 0;
         }
-        std::array<pollfd, 2> entries = {
-            {{card.event(interrupt), POLLIN, 0}, {card.socket.get(), POLLRDHUP, 0}}};
-        const int found = poll(entries.data(), entries.size(), poll_ms(end));
+        epoll_event event = {};
+        const int found = epoll_wait(wait_queue(request), &event, 1, poll_ms(end));
         if (found == 0) {
             return kWaitTimedOut;
         }
-        if (found < 0 && errno != EINTR) {
-            return kWaitFailed;
-        }
-        if ((entries[0].revents & POLLIN) != 0) {
-            uint64_t signals = 0;
-            [[maybe_unused]] const ssize_t count =
-                read(card.event(interrupt), &signals, sizeof(signals));
-        } else if (entries[1].revents != 0) {
+        if (found < 0 ? errno != EINTR : event.data.u32 == kHangUp) {
             return kWaitFailed;
         }
     }

@@ -44,6 +44,7 @@ struct EcatHandle {
     uint8_t *normal_input_cache;
     uint8_t *normal_input_buffer;
     tarn::PiInfo *pi_info;
+    tarn::ChannelControl *control; // of the memory that the images lie in
     uint8_t *fast_output;
     uint8_t *shadow_input;
     PiArea areas[5];

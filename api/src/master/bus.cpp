@@ -26,12 +26,11 @@ constexpr uint32_t kStopWordInterface = 2; // from this interface version on the
 constexpr uint64_t kNsPerSecond = 1'000'000'000;
 
 uint32_t *work_count(const EcatHandle &handle) {
-    auto &memory = *static_cast<SharedMemory *>(__pi_shared_memory);
-    return &memory.control[channel_slot(handle.board->index, handle.channel)].work_count;
+    return &handle.control->work_count;
 }
 
 void count_work(const EcatHandle &handle) {
-    ++*work_count(handle);
+    card::increment32(work_count(handle));
 }
 
 bool has_stop_word(const EcatHandle &handle) {
@@ -265,5 +264,5 @@ uint32_t EcatGetFirmwareCompileMsg(EcatHandle *handle, char *buffer, uint32_t si
 }
 
 uint32_t __EcatBusCtrlWorkCntGet(EcatHandle *handle) {
-    return handle == nullptr ? 0 : *work_count(*handle);
+    return handle == nullptr ? 0 : card::load32(work_count(*handle));
 }

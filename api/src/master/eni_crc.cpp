@@ -24,8 +24,8 @@ struct Free {
     void operator()(char *memory) const noexcept { free(memory); }
 };
 
-// Block by block, without overlap: an element that straddles two blocks is not found. Required, so
-// that a file is accepted or refused here exactly as everywhere else.
+// Block by block, without overlap: an element that straddles two blocks is not found. Required
+// as it is; files that are made for the card keep the element inside one block.
 bool find_crc(FILE *file, char *block, size_t block_size, size_t limit, std::string_view *crc) {
     for (;;) {
         std::string_view text(block, fread(block, 1, block_size, file));

@@ -32,25 +32,27 @@ uint32_t pd_version_word(const EcatHandle &handle) {
     return card::load32(&pi_card_area(handle)->version);
 }
 
+void bind(CommandChannel &channel, EcatHandle &handle, RingDescriptor ChannelHeader::*out,
+          RingDescriptor ChannelHeader::*in, void *lock, uint32_t interrupt) {
+    channel.lock = lock;
+    channel.device = handle.board;
+    channel.out = bind_ring(handle.area, out);
+    channel.in = bind_ring(handle.area, in);
+    channel.doorbell =
+        reinterpret_cast<uint32_t *>(handle.registers + bar1::kDoorbell[handle.channel]);
+    channel.interrupt = handle.channel * kInterruptsPerChannel + interrupt;
+}
+
 void bind_channels(EcatHandle &handle) {
     const uint32_t board = handle.board->index;
     const uint32_t channel = handle.channel;
-    auto *doorbell = reinterpret_cast<uint32_t *>(handle.registers + bar1::kDoorbell[channel]);
-    const uint32_t interrupt = channel * kInterruptsPerChannel;
-
-    MailboxRing out = bind_ring(handle.area, &ChannelHeader::primary_out);
-    MailboxRing in = bind_ring(handle.area, &ChannelHeader::primary_in);
-    mailbox_init(&handle.primary, getMutex_mailbox(board, channel, 0), handle.board, &out, &in,
-                 doorbell, interrupt);
-    out = bind_ring(handle.area, &ChannelHeader::secondary_out);
-    in = bind_ring(handle.area, &ChannelHeader::secondary_in);
-    mailbox_init(&handle.secondary, getMutex_mailbox(board, channel, 1), handle.board, &out, &in,
-                 doorbell, interrupt + 1);
-    out = bind_ring(handle.area, &ChannelHeader::socket_out);
-    in = bind_ring(handle.area, &ChannelHeader::socket_in);
-    mailbox_sock_init(&handle.socket, getMutex_sock(board, channel, 0),
-                      getMutex_sock(board, channel, 1), handle.board, &out, &in, doorbell,
-                      interrupt + 3);
+    bind(handle.primary, handle, &ChannelHeader::primary_out, &ChannelHeader::primary_in,
+         getMutex_mailbox(board, channel, 0), 0);
+    bind(handle.secondary, handle, &ChannelHeader::secondary_out, &ChannelHeader::secondary_in,
+         getMutex_mailbox(board, channel, 1), 1);
+    bind(handle.socket, handle, &ChannelHeader::socket_out, &ChannelHeader::socket_in,
+         getMutex_sock(board, channel, 0), 3);
+    handle.socket.second_lock = getMutex_sock(board, channel, 1);
 }
 
 // Everything of the open that may fail once there is a handle. On failure the board of the handle
@@ -197,6 +199,11 @@ void *__EcatGetMailBoxPtr(EcatHandle *handle) {
 }
 
 void *__EcatGetPiInfo(EcatHandle *handle) {
-    return handle == nullptr ? nullptr
-                             : getSharedMemory_piinfo(handle->board->index, handle->channel);
+    if (handle == nullptr) {
+        return nullptr;
+    }
+    // Mapped anew without success: what the channel opened with is still there.
+    return __pi_shared_memory == nullptr
+               ? handle->pi_info
+               : getSharedMemory_piinfo(handle->board->index, handle->channel);
 }

@@ -176,6 +176,7 @@ uint32_t EcatPINMap(EcatHandle *handle, uint32_t index, void **address) {
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
     const PiArea &area = handle->areas[index];
+    const tarn::NamedLockGuard guard(area.lock);
     *address = area.ops->address(area.object);
     return *address != nullptr ? PCI_TARN_OK : PCI_TARN_E_DRIVER_NOT_SUPPORTED;
 }
@@ -349,6 +350,7 @@ uint32_t __set_pi_area_complete_info_pdo_len(EcatHandle *handle, uint32_t index,
     if (const uint32_t status = tarn::pi::check_area(handle, index)) {
         return status;
     }
+    const tarn::NamedLockGuard guard(handle->areas[index].lock);
     PiTransfer &state = handle->areas[index].state;
     state.physical_length = length;
     state.image_length = length;

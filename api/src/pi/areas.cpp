@@ -30,6 +30,8 @@ void find_shared_memory(EcatHandle &handle) noexcept {
     const uint32_t board = handle.board->index;
     const uint32_t channel = handle.channel;
     handle.pi_info = static_cast<PiInfo *>(getSharedMemory_piinfo(board, channel));
+    handle.control =
+        &static_cast<SharedMemory *>(__pi_shared_memory)->control[channel_slot(board, channel)];
     handle.normal_output_cache = bytes(getSharedMemory_piNormalCacheOutput(board, channel));
     handle.normal_output_buffer = bytes(getSharedMemory_piNormalBuffOutput(board, channel));
     handle.normal_input_cache = bytes(getSharedMemory_piNormalCacheInput(board, channel));
@@ -133,9 +135,7 @@ void reset_area(EcatHandle &handle, uint32_t index) noexcept {
 } // namespace
 
 ChannelControl *channel_control(const EcatHandle &handle) noexcept {
-    auto *shared = static_cast<SharedMemory *>(__pi_shared_memory);
-    return shared != nullptr ? &shared->control[channel_slot(handle.board->index, handle.channel)]
-                             : nullptr;
+    return handle.control;
 }
 
 void wire(EcatHandle &handle) noexcept {

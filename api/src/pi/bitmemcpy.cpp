@@ -13,6 +13,10 @@ namespace {
 constexpr uint32_t kWideBytes = 64;
 
 bool has_avx2() noexcept {
+    // Without optimisation the wide loop would spill, see there.
+#if !defined(__OPTIMIZE__)
+    return false;
+#endif
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx2") != 0;
 }
@@ -55,8 +59,9 @@ void copy_whole_bytes(uint8_t *to, const uint8_t *from, uint32_t bits) noexcept 
 void copy_shifted(uint8_t *to, uint32_t to_phase, const uint8_t *from, uint32_t from_phase,
                   uint32_t bits) noexcept {
     const uint32_t phase = (from_phase - to_phase) % 8; // of the source once `to` is a whole byte
-    const uint8_t *const last = to + (to_phase + bits - 1) / 8;
-    const uint32_t kept_tail = 7 - (to_phase + bits - 1) % 8; // bits of `last` that stay
+    const uint64_t end = uint64_t{to_phase} + bits - 1; // last bit of the run, from to's first
+    const uint8_t *const last = to + end / 8;
+    const uint32_t kept_tail = 7 - static_cast<uint32_t>(end % 8); // bits of `last` that stay
 
     // First word: the destination's own low bits, then the run.
     const uint64_t first = from_phase > to_phase

@@ -67,11 +67,14 @@ void copy_long_bits(uint8_t *to, uint32_t to_phase, const uint8_t *from, uint32_
 
 inline void copy_bits(uint8_t *to, uint32_t to_bit, const uint8_t *from, uint32_t from_bit,
                       uint32_t bits) noexcept {
+    if (bits == 0) {
+        return; // the pointers may be null then
+    }
     to += to_bit / 8;
     from += from_bit / 8;
-    if (bits - 1 < kShortCopyBits) {
+    if (bits <= kShortCopyBits) {
         copy_short_bits(to, to_bit % 8, from, from_bit % 8, bits);
-    } else if (bits != 0) {
+    } else {
         copy_long_bits(to, to_bit % 8, from, from_bit % 8, bits);
     }
 }

@@ -77,23 +77,30 @@ bool read_address(const cJSON *value, uint16_t &address) noexcept {
     return false;
 }
 
-// Sorts by address; of equal addresses the newer entry goes first.
-void record_address(PiDirection &block, uint16_t slave, uint16_t address) noexcept {
+// Sorts by address; of equal addresses the newer entry goes first. False when the table is full:
+// another process may be filling the same record.
+bool record_address(PiDirection &block, uint16_t slave, uint16_t address) noexcept {
+    const uint32_t count = block.entry_count;
+    if (count >= PCI_TARN_MAX_SLAVES) {
+        return false;
+    }
     block.logical_address[slave] = address;
-    PiLogicEntry *const end = block.sorted + block.entry_count;
+    PiLogicEntry *const end = block.sorted + count;
     PiLogicEntry *const place =
         std::lower_bound(block.sorted, end, address,
                          [](const PiLogicEntry &e, uint16_t key) { return e.address < key; });
     std::memmove(place + 1, place, static_cast<size_t>(end - place) * sizeof *place);
     *place = {address, slave};
-    ++block.entry_count;
+    block.entry_count = count + 1;
+    return true;
 }
 
 uint32_t image_length(const PiDirection &block) noexcept {
-    if (block.mapped == 0 || block.entry_count == 0) {
+    const uint32_t count = std::min<uint32_t>(block.entry_count, PCI_TARN_MAX_SLAVES);
+    if (block.mapped == 0 || count == 0) {
         return block.physical_length;
     }
-    const PiLogicEntry &last = block.sorted[block.entry_count - 1];
+    const PiLogicEntry &last = block.sorted[count - 1];
     return (uint32_t{last.address} + 7 + physical_run(block.physical, last.slave).bit_length) / 8;
 }
 
@@ -111,14 +118,14 @@ uint32_t build_map(const cJSON *root, uint32_t slave_count, PiDirection &input,
     uint16_t slave = 0;
     for (const cJSON *info = slaves->child; info != nullptr; info = info->next, ++slave) {
         uint16_t address = 0;
-        if (!read_address(cJSON_GetObjectItemCaseSensitive(info, "input_logic_addr"), address)) {
+        if (!read_address(cJSON_GetObjectItemCaseSensitive(info, "input_logic_addr"), address) ||
+            !record_address(input, slave, address)) {
             return PCI_TARN_E_MAP_FORMAT;
         }
-        record_address(input, slave, address);
-        if (!read_address(cJSON_GetObjectItemCaseSensitive(info, "output_logic_addr"), address)) {
+        if (!read_address(cJSON_GetObjectItemCaseSensitive(info, "output_logic_addr"), address) ||
+            !record_address(output, slave, address)) {
             return PCI_TARN_E_MAP_FORMAT;
         }
-        record_address(output, slave, address);
     }
     const cJSON *map_input = cJSON_GetObjectItemCaseSensitive(mapping, "input");
     const cJSON *map_output = cJSON_GetObjectItemCaseSensitive(mapping, "output");

@@ -14,7 +14,8 @@ struct IndexRange {
     [[nodiscard]] uint64_t size() const noexcept { return end - begin; }
 };
 
-// Number of elements in [first, count) for which `before` holds; it holds for a leading part only.
+// Index of the first element of [first, count) for which `before` does not hold, count when it
+// holds for all; it holds for a leading part only.
 template <typename Before>
 uint64_t partition_point(uint64_t first, uint64_t count, Before before) {
     while (first < count) {
