@@ -2,7 +2,7 @@
 
 .DELETE_ON_ERROR:
 .PHONY: all demo test test-linux test-windows test-linux-plain test-linux-asan test-linux-tsan \
-        linux windows checks docs bench fuzz soak deps format clean
+        linux windows checks tidy docs bench fuzz soak deps format clean
 
 all: linux
 
@@ -29,12 +29,15 @@ linux windows: deps
 	cmake --build --preset $@
 
 # What needs no running program: list of exports and its index, public headers alone, documentation,
-# format, clang-tidy.
-checks: linux
+# format.
+checks: deps
 	scripts/exports.sh --check
 	scripts/check_headers.sh
 	scripts/check_docs.sh
 	scripts/lint.sh
+
+tidy: linux
+	scripts/lint.sh --tidy
 
 docs: deps
 	scripts/exports.sh

@@ -67,7 +67,7 @@ run tarn pi read --slave 1 --offset 0 --length 2
 say "A new target, and the actual position at byte 4 of its inputs on the way there"
 run tarn pi write --slave 1 --offset 4 --format i32 50000
 run tarn pi write --slave 1 --offset 0 --format u16 0x1f
-run tarn pi watch --slave 1 --offset 4 --format i32 --count 10 --interval-ms 150
+run tarn pi watch --slave 1 --offset 4 --format i32 --count 14 --interval-ms 150
 
 say "Stop the bus and the card"
 run tarn stop

@@ -1,5 +1,6 @@
 #include "support/write_recorder.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <stdexcept>
@@ -12,11 +13,13 @@ namespace {
 // The pages are read-only; a store faults, is let through by one single step and looked at.
 constexpr greg_t kTrapFlag = 0x100;
 constexpr size_t kMaxWrites = 1024;
+constexpr size_t kWidestStore = 32;
 
 struct Recording {
     uint8_t *pages = nullptr;
     size_t size = 0;
     uint8_t before[4096];
+    size_t begin = 0; // where the store in progress begins
     Write writes[kMaxWrites];
     size_t count = 0;
     struct sigaction old_fault;
@@ -36,6 +39,7 @@ void on_fault(int, siginfo_t *info, void *context) {
         return;
     }
     memcpy(recording.before, recording.pages, recording.size);
+    recording.begin = static_cast<size_t>(address - recording.pages);
     protect(false);
     static_cast<ucontext_t *>(context)->uc_mcontext.gregs[REG_EFL] |= kTrapFlag;
 }
@@ -43,11 +47,9 @@ void on_fault(int, siginfo_t *info, void *context) {
 void on_step(int, siginfo_t *, void *context) {
     static_cast<ucontext_t *>(context)->uc_mcontext.gregs[REG_EFL] &= ~kTrapFlag;
     protect(true);
-    size_t begin = 0;
-    while (begin < recording.size && recording.before[begin] == recording.pages[begin]) {
-        ++begin;
-    }
-    size_t end = recording.size;
+    // Only what this store can reach: another mapping of the pages may be written meanwhile.
+    const size_t begin = recording.begin;
+    size_t end = std::min(recording.size, begin + kWidestStore);
     while (end > begin && recording.before[end - 1] == recording.pages[end - 1]) {
         --end;
     }

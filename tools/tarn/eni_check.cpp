@@ -267,18 +267,20 @@ class Checker {
             if (run.begin >= run.end) {
                 continue;
             }
-            const uint64_t limit = stated ? bytes : kMaxImageBytes;
-            const std::string bits =
-                "bits " + std::to_string(run.begin) + " to " + std::to_string(run.end - 1);
-            if (run.end > 8 * limit) {
-                error(run.line, run.owner + ": " + bits + " lie outside the " +
-                                    std::to_string(limit) + " bytes of " + name);
-            }
+            check_inside(run, stated ? bytes : kMaxImageBytes, name);
             check_order(run, previous, name);
             previous = &run;
             furthest = std::max(furthest, run.end);
         }
         return static_cast<uint32_t>(stated ? bytes : (furthest + 7) / 8);
+    }
+
+    void check_inside(const Run &run, uint64_t bytes, const std::string &name) {
+        if (run.end > 8 * bytes) {
+            error(run.line, run.owner + ": bits " + std::to_string(run.begin) + " to " +
+                                std::to_string(run.end - 1) + " lie outside the " +
+                                std::to_string(bytes) + " bytes of " + name);
+        }
     }
 
     void check_order(const Run &run, const Run *previous, const std::string &name) {
@@ -337,6 +339,7 @@ class Checker {
 
     static std::vector<uint32_t> lengths(const std::vector<Run> &runs) {
         std::vector<uint32_t> bits;
+        bits.reserve(runs.size());
         for (const Run &run : runs) {
             bits.push_back(run.begin < run.end ? static_cast<uint32_t>(run.end - run.begin) : 0);
         }

@@ -92,7 +92,7 @@ std::string status_text(uint32_t status) {
     return std::string(DriverGetErrStr(status)) + " (" + std::to_string(status) + ")";
 }
 
-Failure::Failure(uint32_t status, std::string what, std::string hint)
+Failure::Failure(uint32_t status, std::string what, const std::string &hint)
     : status_(status), what_(std::move(what)), hint_(hint.empty() ? hint_of(status) : hint),
       line_(status_text(status) + ": " + what_ + (hint_.empty() ? "" : "; " + hint_)) {}
 

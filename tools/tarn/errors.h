@@ -15,7 +15,7 @@ enum Exit { kSuccess = 0, kFailure = 1, kUsage = 2 };
 class Failure : public std::exception {
   public:
     // A status of the library or the card; an empty hint takes the one of the status.
-    Failure(uint32_t status, std::string what, std::string hint = {});
+    Failure(uint32_t status, std::string what, const std::string &hint = {});
     // Something that has no status.
     explicit Failure(std::string what, std::string hint = {});
 

@@ -7,11 +7,11 @@ namespace tarn {
 namespace {
 
 constexpr Area kAreas[] = {
-    {ECAT_PI_NORMAL_OUTPUT, "output", ECAT_PI_DIRECTION_OUTPUT},
-    {ECAT_PI_NORMAL_INPUT, "input", ECAT_PI_DIRECTION_INPUT},
-    {ECAT_PI_FAST_OUTPUT, "fast-output", ECAT_PI_DIRECTION_OUTPUT},
-    {ECAT_PI_CARD_AREA, "card", ECAT_PI_DIRECTION_OUTPUT},
-    {ECAT_PI_SHADOW_INPUT, "shadow-input", ECAT_PI_DIRECTION_INPUT},
+    {ECAT_PI_NORMAL_OUTPUT, ECAT_PI_DIRECTION_OUTPUT, "output"},
+    {ECAT_PI_NORMAL_INPUT, ECAT_PI_DIRECTION_INPUT, "input"},
+    {ECAT_PI_FAST_OUTPUT, ECAT_PI_DIRECTION_OUTPUT, "fast-output"},
+    {ECAT_PI_CARD_AREA, ECAT_PI_DIRECTION_OUTPUT, "card"},
+    {ECAT_PI_SHADOW_INPUT, ECAT_PI_DIRECTION_INPUT, "shadow-input"},
 };
 
 constexpr uint32_t kReachableBytes =

@@ -12,8 +12,8 @@ namespace tarn {
 // One of the five process image areas.
 struct Area {
     uint32_t index = 0;
-    const char *name = "";
     uint32_t direction = 0;
+    const char *name = "";
 };
 
 inline constexpr const char *kAreaNames = "output, input, fast-output, card, shadow-input";

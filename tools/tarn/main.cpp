@@ -106,5 +106,9 @@ std::string with_global_options(const char *examples) {
 } // namespace tarn
 
 int main(int argc, char **argv) {
-    return tarn::run(argc, argv);
+    try {
+        return tarn::run(argc, argv);
+    } catch (...) { // out of memory, before there is anything to say it with
+        return tarn::kFailure;
+    }
 }

@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include <array>
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
@@ -8,16 +9,12 @@
 namespace tarn {
 
 std::string format(const char *text, ...) {
+    std::array<char, 512> line{};
     va_list arguments;
     va_start(arguments, text);
-    va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, text, arguments);
+    std::vsnprintf(line.data(), line.size(), text, arguments);
     va_end(arguments);
-    std::string result(length > 0 ? static_cast<size_t>(length) : 0, '\0');
-    std::vsnprintf(result.data(), result.size() + 1, text, again);
-    va_end(again);
-    return result;
+    return line.data();
 }
 
 namespace {

@@ -9,7 +9,7 @@
 
 namespace tarn {
 
-// printf into a string.
+// printf into a string of at most 511 characters.
 [[gnu::format(printf, 1, 2)]] std::string format(const char *text, ...);
 
 // Text that a card or a file gave, made safe for a terminal and for JSON: control characters and

@@ -15,16 +15,16 @@ extern "C" {
 
 /** What EcatGetSlaveInfo() gives on the virtual card (56 bytes). */
 typedef struct VcardSlaveInfo {
-    uint32_t vendor_id;       /**< vendor id */
-    uint32_t product_code;    /**< product code */
-    uint32_t revision_no;     /**< revision number */
-    uint32_t serial_no;       /**< serial number */
-    uint16_t fixed_address;   /**< configured station address */
-    uint16_t alias;           /**< station alias */
-    uint16_t al_status_code;  /**< AL status code, 0 when there is no error */
-    uint8_t state;            /**< EtherCAT state, 0x10 set on error */
-    uint8_t requested_state;  /**< state the master asks of the slave */
-    char name[32];            /**< name from the configuration, UTF-8, NUL-terminated, cut to fit */
+    uint32_t vendor_id;      /**< vendor id */
+    uint32_t product_code;   /**< product code */
+    uint32_t revision_no;    /**< revision number */
+    uint32_t serial_no;      /**< serial number */
+    uint16_t fixed_address;  /**< configured station address */
+    uint16_t alias;          /**< station alias */
+    uint16_t al_status_code; /**< AL status code, 0 when there is no error */
+    uint8_t state;           /**< EtherCAT state, 0x10 set on error */
+    uint8_t requested_state; /**< state the master asks of the slave */
+    char name[32];           /**< name from the configuration, UTF-8, NUL-terminated, cut to fit */
 } VcardSlaveInfo;
 
 /** Values of EcatBusStatus() on the virtual card. */
