@@ -208,12 +208,10 @@ constinit CopyLong *copy_long = copy_long_sse2;
 
 // Once, at load, before the other initialisers.
 [[gnu::constructor(101)]] void choose_copy_long() noexcept {
-#if defined(__OPTIMIZE__) // else the leaves would spill
     __builtin_cpu_init();
     if (__builtin_cpu_supports("avx2")) {
         copy_long = copy_long_avx2;
     }
-#endif
 }
 
 } // namespace

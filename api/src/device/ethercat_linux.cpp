@@ -17,6 +17,7 @@
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <sys/un.h>
 #include <thread>
 #include <utility>
@@ -333,11 +334,20 @@ Device &as_device(void *device) noexcept {
 }
 
 // What ends the sleep of a wait.
-enum WakeUp : uint32_t { kSignal, kHangUp };
+enum WakeUp : uint32_t { kSignal, kHangUp, kTimer };
 
-// A wait's own record holds the queue that it sleeps at.
-int &wait_queue(void *request) noexcept {
-    return *static_cast<int *>(request);
+// What a wait keeps in its own record. The timer is left running from one wait to the next and
+// fires too early then: cheaper than to set it up and take it back for a wait of a few
+// microseconds.
+struct WaitRecord {
+    int queue;
+    int timer;
+    int64_t expiry_ns; // 0 when the timer does not run
+};
+static_assert(sizeof(WaitRecord) <= 32);
+
+WaitRecord &as_wait(void *request) noexcept {
+    return *static_cast<WaitRecord *>(request);
 }
 
 bool watch(const Descriptor &queue, int fd, uint32_t events, WakeUp tag) noexcept {
@@ -345,6 +355,17 @@ bool watch(const Descriptor &queue, int fd, uint32_t events, WakeUp tag) noexcep
     event.events = events;
     event.data.u32 = tag;
     return epoll_ctl(queue.get(), EPOLL_CTL_ADD, fd, &event) == 0;
+}
+
+// Sees to it that the timer fires at the deadline or before.
+void run_timer(WaitRecord &wait, Deadline end) noexcept {
+    constexpr int64_t kSecond = 1'000'000'000;
+    const int64_t at = std::chrono::nanoseconds(end.time_since_epoch()).count();
+    if (wait.expiry_ns == 0 || wait.expiry_ns > at) {
+        const itimerspec setting = {{}, {at / kSecond, at % kSecond}};
+        timerfd_settime(wait.timer, TFD_TIMER_ABSTIME, &setting, nullptr);
+        wait.expiry_ns = at;
+    }
 }
 
 // One message of a transfer; the whole of it covers `total` bytes from `exchange.request.first` on.
@@ -461,17 +482,21 @@ uint32_t driver::transfer(void *device, Direction direction, uint32_t first, uin
 bool driver::create_event(void *device, uint32_t interrupt, void *request) noexcept {
     const Device &card = as_device(device);
     Descriptor queue(epoll_create1(EPOLL_CLOEXEC));
-    // Edge-triggered: the event's count is never read, a signal only ends the sleep.
-    if (!queue.valid() || !watch(queue, card.event(interrupt), EPOLLIN | EPOLLET, kSignal) ||
+    Descriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
+    // Edge-triggered: event and timer are never read, they only end the sleep.
+    if (!queue.valid() || !timer.valid() ||
+        !watch(queue, card.event(interrupt), EPOLLIN | EPOLLET, kSignal) ||
+        !watch(queue, timer.get(), EPOLLIN | EPOLLET, kTimer) ||
         !watch(queue, card.socket.get(), EPOLLRDHUP, kHangUp)) {
         return false;
     }
-    wait_queue(request) = queue.release();
+    as_wait(request) = {queue.release(), timer.release(), 0};
     return true;
 }
 
 void driver::close_event(void *, uint32_t, void *request) noexcept {
-    ::close(wait_queue(request));
+    ::close(as_wait(request).timer);
+    ::close(as_wait(request).queue);
 }
 
 bool driver::issue_wait(void *device, uint32_t interrupt, void *) noexcept {
@@ -484,19 +509,29 @@ bool driver::issue_wait(void *device, uint32_t interrupt, void *) noexcept {
 uint32_t driver::await(void *device, uint32_t interrupt, void *request,
                        uint32_t timeout_ms) noexcept {
     const Device &card = as_device(device);
+    WaitRecord &wait = as_wait(request);
     const Deadline end = after_ms(timeout_ms);
     card.wake_server();
     for (;;) {
         if (card.cell(interrupt).pending.exchange(0, std::memory_order_seq_cst) != 0) {
             return 0;
         }
+        if (timeout_ms > 0) {
+            run_timer(wait, end);
+        }
         epoll_event event = {};
-        const int found = epoll_wait(wait_queue(request), &event, 1, poll_ms(end));
+        const int found = epoll_wait(wait.queue, &event, 1, timeout_ms > 0 ? -1 : 0);
         if (found == 0) {
             return kWaitTimedOut;
         }
         if (found < 0 ? errno != EINTR : event.data.u32 == kHangUp) {
             return kWaitFailed;
+        }
+        if (found > 0 && event.data.u32 == kTimer) {
+            wait.expiry_ns = 0;
+            if (Clock::now() >= end) {
+                return kWaitTimedOut;
+            }
         }
     }
 }

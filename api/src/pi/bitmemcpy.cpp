@@ -13,10 +13,6 @@ namespace {
 constexpr uint32_t kWideBytes = 64;
 
 bool has_avx2() noexcept {
-    // Without optimisation the wide loop would spill, see there.
-#if !defined(__OPTIMIZE__)
-    return false;
-#endif
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx2") != 0;
 }
