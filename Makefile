@@ -2,11 +2,13 @@
 
 .DELETE_ON_ERROR:
 .PHONY: all demo test test-linux test-windows test-linux-plain test-linux-asan test-linux-tsan \
-        linux windows checks tidy docs bench fuzz soak deps format clean
+        linux windows checks tidy docs bench fuzz soak deps deps-all format clean
 
 all: linux
 
-demo: linux
+demo: deps
+	cmake --preset linux
+	cmake --build --preset linux --target tarn tarn-vcard
 	@scripts/demo.sh
 
 test: checks test-linux test-windows
@@ -24,29 +26,31 @@ test-linux-asan test-linux-tsan: test-linux-%: deps
 test-windows: windows
 	@scripts/test_windows.sh
 
-linux windows: deps
+linux: deps
+windows: deps-all
+linux windows:
 	cmake --preset $@
 	cmake --build --preset $@
 
 # What needs no running program: list of exports and its index, public headers alone, documentation,
 # format.
-checks: deps
+checks: deps-all
 	scripts/exports.sh --check
 	scripts/check_headers.sh
 	scripts/check_docs.sh
 	scripts/lint.sh
 
-tidy: linux
+tidy: deps-all linux
 	scripts/lint.sh --tidy
 
-docs: deps
+docs: deps-all
 	scripts/exports.sh
 	scripts/check_docs.sh
 
 bench: linux
 	scripts/bench.sh
 
-fuzz: deps
+fuzz: deps-all
 	scripts/fuzz.sh
 
 soak: linux
@@ -54,6 +58,9 @@ soak: linux
 
 deps:
 	@scripts/deps.sh
+
+deps-all:
+	@scripts/deps.sh --all
 
 format:
 	scripts/lint.sh --fix

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Installs what is missing (asking for root only then) and unpacks Debian's sources of the
-# dependencies that both builds compile, into build/deps. Does nothing when all is there.
+# dependencies that both builds compile, into build/deps. Does nothing when all is there. With
+# --all also what the Windows build, the checks and the fuzz targets need.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(
     build-essential cmake ninja-build ccache git dpkg-dev ca-certificates
     googletest libbenchmark-dev libcli11-dev
+)
+[ "${1:-}" != --all ] || packages+=(
     g++-mingw-w64-x86-64 wine wine64
     clang clang-format clang-tidy doxygen libclang-rt-14-dev
 )
