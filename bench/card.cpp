@@ -34,7 +34,7 @@ namespace {
 void pin(int core) {
     cpu_set_t set;
     CPU_ZERO(&set);
-    CPU_SET(core, &set);
+    CPU_SET(static_cast<size_t>(core), &set);
     sched_setaffinity(0, sizeof(set), &set);
 }
 

@@ -34,7 +34,7 @@ void copy_random(benchmark::State &state, Function copy, uint32_t largest) {
     std::vector<uint32_t> sizes(16384);
     std::mt19937 random(7);
     for (uint32_t &size : sizes) {
-        size = 1 + random() % largest;
+        size = 1 + static_cast<uint32_t>(random() % largest);
     }
     std::vector<uint8_t> source(4096, 1);
     std::vector<uint8_t> destination(4096);
