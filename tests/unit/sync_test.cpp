@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <string_view>
 #include <thread>
 
 namespace {
@@ -161,6 +162,9 @@ TEST(DriverLock, ExcludesOtherThreads) {
 }
 
 TEST(DriverLock, UnlockByAStrangerChangesNothing) {
+    if (std::string_view(TARN_SANITIZE).find("thread") != std::string_view::npos) {
+        GTEST_SKIP() << "the thread sanitizer reports what is shown here";
+    }
     void *lock = getMutex_sock(15, 1, 0);
     driverLock(lock);
     std::thread stranger([&] { EXPECT_EQ(driverUnlock(lock), 0u); });
