@@ -368,7 +368,7 @@ void run_timer(WaitRecord &wait, Deadline end) noexcept {
     }
 }
 
-// One message of a transfer; the whole of it covers `total` bytes from `exchange.request.first` on.
+// One message of a transfer, which begins at `exchange.request.first`.
 bool move_chunk(Device &device, Exchange &exchange, void *buffer, uint32_t length,
                 driver::Direction direction, Deadline end) noexcept {
     exchange.request.length = length;
