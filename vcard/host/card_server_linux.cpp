@@ -1,6 +1,7 @@
 #include "vcard/host/card_server_linux.h"
 
 #include "device/card_link_linux.h"
+#include "vcard/host/serving.h"
 
 #include <algorithm>
 #include <array>
@@ -30,15 +31,12 @@ namespace tarn::vcard {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using link::CardReply;
 using link::CardRequest;
 using link::ClientPage;
 using link::InterruptCell;
 using link::Operation;
 
-constexpr auto kTick =
-    std::chrono::milliseconds(1); // the longest between two calls of the firmware
 constexpr size_t kClientLimit = 256;
 constexpr size_t kSelectorLimit = 1024;
 
@@ -80,7 +78,7 @@ Descriptor make_event() {
 Descriptor make_ticker() {
     Descriptor ticker = Descriptor::checked(
         timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "cannot make a timer");
-    const timespec period = {0, std::chrono::nanoseconds(kTick).count()};
+    const timespec period = {0, std::chrono::nanoseconds(kServingTick).count()};
     const itimerspec setting = {period, period};
     if (timerfd_settime(ticker.get(), 0, &setting, nullptr) != 0) {
         fail("cannot set a timer");
@@ -177,26 +175,6 @@ struct Answer {
     }
 };
 
-// Decides whether looking again and again for a while, before going to sleep, pays. After some
-// failures in a row it is left out, but for a trial once in a while.
-class SpinCredit {
-  public:
-    bool allows() {
-        if (credit_ > 0) {
-            return true;
-        }
-        credit_ = credit_ > -kTrialAfter ? credit_ - 1 : 1;
-        return false;
-    }
-    void paid() { credit_ = kCreditOfSuccess; }
-    void failed() { --credit_; }
-
-  private:
-    static constexpr int kCreditOfSuccess = 8;
-    static constexpr int kTrialAfter = 1024;
-    int credit_ = kCreditOfSuccess;
-};
-
 } // namespace
 
 struct CardServer::State {
@@ -204,7 +182,6 @@ struct CardServer::State {
 
     void watch(int fd, void *tag, uint32_t events) const;
     void run();
-    bool serve_until_quiet();
     void handle(const epoll_event &event);
     void accept_client();
     void hear(Client &client);
@@ -264,7 +241,7 @@ void CardServer::State::watch(int fd, void *tag, uint32_t events) const {
 
 void CardServer::State::run() {
     for (;;) {
-        bool busy = serve_until_quiet();
+        bool busy = serve_until_quiet(firmware, spin);
         if (!busy) {
             set_asleep(1);
             // A request that came before the flag was seen has kicked nobody. The look must not
@@ -280,37 +257,6 @@ void CardServer::State::run() {
                 return;
             }
             handle(events[static_cast<size_t>(i)]);
-        }
-    }
-}
-
-// Serves what is due and, where that pays, looks for the next request for a while before the sleep.
-// True when requests kept coming for a whole tick: then the sockets have their turn first.
-bool CardServer::State::serve_until_quiet() {
-    constexpr auto kSpin = std::chrono::microseconds(50);
-    if (!firmware.serve() || !spin.allows()) {
-        return false;
-    }
-    const auto start = Clock::now();
-    auto last = start;
-    bool waited = false;
-    for (;;) {
-        const auto now = Clock::now();
-        if (now - start >= kTick) {
-            return true;
-        }
-        if (firmware.serve()) {
-            if (waited) {
-                spin.paid();
-            }
-            waited = false;
-            last = now;
-        } else if (now - last < kSpin) {
-            waited = true;
-            __builtin_ia32_pause();
-        } else {
-            spin.failed();
-            return false;
         }
     }
 }

@@ -1,43 +1,17 @@
 // The driver's operations on Windows: SetupAPI finds the cards, overlapped I/O talks to them.
+#include "device/driver_interface_win32.h"
 #include "device/driver_port.h"
 
 #include <windows.h>
 
 #include <setupapi.h>
 
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
 using namespace tarn;
 
 namespace {
-
-constexpr GUID kCardInterface = {
-    0x0C480372, 0x56BD, 0x454B, {0x80, 0x8D, 0x97, 0x38, 0x27, 0x0E, 0xB2, 0xBC}};
-
-enum ControlCode : DWORD {
-    kRead = 0x222006,
-    kWrite = 0x222009,
-    kWaitForInterrupt = 0x22200D,
-    kMapBar = 0x222012,
-    kUnmapBar = 0x222015,
-};
-
-struct Selectors {
-    uint32_t first;
-    uint32_t second;
-};
-static_assert(sizeof(Selectors) == 8);
-
-#pragma pack(push, 1)
-struct UnmapRequest {
-    uint8_t bar;
-    uint64_t address;
-};
-#pragma pack(pop)
-static_assert(sizeof(UnmapRequest) == 9);
-static_assert(offsetof(UnmapRequest, address) == 1);
 
 // The request record of an interrupt has the size of the system's.
 static_assert(sizeof(OVERLAPPED) == 32);
@@ -48,7 +22,7 @@ static_assert(sizeof(OVERLAPPED) == 32);
 class CardSet {
   public:
     CardSet() noexcept
-        : set_(SetupDiGetClassDevsA(&kCardInterface, nullptr, nullptr,
+        : set_(SetupDiGetClassDevsA(&driver::kCardInterface, nullptr, nullptr,
                                     DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {}
     ~CardSet() {
         if (valid()) {
@@ -76,8 +50,8 @@ SP_DEVICE_INTERFACE_DETAIL_DATA_A *interface_detail(uint32_t index) noexcept {
     const CardSet cards;
     SP_DEVICE_INTERFACE_DATA interface_data = {};
     interface_data.cbSize = sizeof(interface_data);
-    if (!cards.valid() || SetupDiEnumDeviceInterfaces(cards.get(), nullptr, &kCardInterface, index,
-                                                      &interface_data) == FALSE) {
+    if (!cards.valid() || SetupDiEnumDeviceInterfaces(cards.get(), nullptr, &driver::kCardInterface,
+                                                      index, &interface_data) == FALSE) {
         return nullptr;
     }
     DWORD size = 0;
@@ -146,8 +120,8 @@ class Request {
 };
 
 // A control request that is waited for.
-bool control(HANDLE device, ControlCode code, void *input, uint32_t input_size, void *output,
-             uint32_t output_size, DWORD &bytes) noexcept {
+bool control(HANDLE device, driver::ControlCode code, void *input, uint32_t input_size,
+             void *output, uint32_t output_size, DWORD &bytes) noexcept {
     Request request(device);
     return request.valid() &&
            request.issued(DeviceIoControl(device, code, input, input_size, output, output_size,
@@ -205,15 +179,15 @@ void driver::close(void *device) noexcept {
 void *driver::map_bar(void *device, uint32_t bar) noexcept {
     uint64_t address = 0;
     DWORD bytes = 0;
-    return control(device, kMapBar, &bar, sizeof(bar), &address, sizeof(address), bytes)
+    return control(device, driver::kMapBar, &bar, sizeof(bar), &address, sizeof(address), bytes)
                ? reinterpret_cast<void *>(address)
                : nullptr;
 }
 
 void driver::unmap_bar(void *device, uint32_t bar, void *address) noexcept {
-    UnmapRequest request = {static_cast<uint8_t>(bar), reinterpret_cast<uint64_t>(address)};
+    driver::UnmapRequest request = {static_cast<uint8_t>(bar), reinterpret_cast<uint64_t>(address)};
     DWORD bytes = 0;
-    control(device, kUnmapBar, &request, sizeof(request), nullptr, 0, bytes);
+    control(device, driver::kUnmapBar, &request, sizeof(request), nullptr, 0, bytes);
 }
 
 uint32_t driver::dma(void *device, Direction direction, uint32_t card_address, void *buffer,
@@ -232,10 +206,10 @@ uint32_t driver::dma(void *device, Direction direction, uint32_t card_address, v
 
 uint32_t driver::transfer(void *device, Direction direction, uint32_t first, uint32_t second,
                           void *buffer, uint32_t length) noexcept {
-    Selectors selectors = {first, second};
+    driver::Selectors selectors = {first, second};
     DWORD bytes = 0;
-    return control(device, direction == Direction::Read ? kRead : kWrite, &selectors,
-                   sizeof(selectors), buffer, length, bytes)
+    return control(device, direction == Direction::Read ? driver::kRead : driver::kWrite,
+                   &selectors, sizeof(selectors), buffer, length, bytes)
                ? bytes
                : 0;
 }
@@ -250,8 +224,8 @@ void driver::close_event(void *, uint32_t, void *request) noexcept {
 }
 
 bool driver::issue_wait(void *device, uint32_t interrupt, void *request) noexcept {
-    return DeviceIoControl(device, kWaitForInterrupt, &interrupt, sizeof(interrupt), nullptr, 0,
-                           nullptr, as_record(request)) != FALSE ||
+    return DeviceIoControl(device, driver::kWaitForInterrupt, &interrupt, sizeof(interrupt),
+                           nullptr, 0, nullptr, as_record(request)) != FALSE ||
            GetLastError() == ERROR_IO_PENDING;
 }
 

@@ -6,6 +6,7 @@
 #include "pci_tarn/base.h"
 #include "pci_tarn/driver.h"
 #include "pci_tarn/status.h"
+#include "pci_tarn/version.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -16,7 +17,7 @@ using namespace tarn;
 
 namespace {
 
-constexpr char kLibraryVersion[] = "1.9.1";
+constexpr char kLibraryVersion[] = PCI_TARN_VERSION;
 constexpr char kBuildDate[] = "Jun 30 2025"; // part of the release's version text
 constexpr int kSupportedDriver[4] = {1, 0, 0, 1};
 constexpr int32_t kBarCount = 6;
