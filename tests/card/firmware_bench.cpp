@@ -7,6 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace tarn::test {
 
@@ -28,7 +29,8 @@ Bytes open_record(const std::string &name, char direction) {
     return record;
 }
 
-FirmwareBench::FirmwareBench(const vcard::CardConfig &config) : storage_(kTotal / 8, ~0ULL) {
+FirmwareBench::FirmwareBench(const vcard::CardConfig &config, vcard::Firmware::Now now)
+    : storage_(kTotal / 8, ~0ULL) {
     auto *base = reinterpret_cast<uint8_t *>(storage_.data());
     memory_.bars[0] = {base, 0x1000};
     memory_.bars[1] = {base + 0x1000, 0x1000};
@@ -42,7 +44,8 @@ FirmwareBench::FirmwareBench(const vcard::CardConfig &config) : storage_(kTotal 
         [this](const std::string &line) {
             const std::lock_guard lock(mutex_);
             log_.push_back(line);
-        });
+        },
+        std::move(now));
     firmware_->boot();
 }
 

@@ -5,6 +5,7 @@
 #include "vcard/firmware/firmware.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -42,7 +43,8 @@ struct Answer {
 
 class FirmwareBench {
   public:
-    explicit FirmwareBench(const vcard::CardConfig &config = {});
+    explicit FirmwareBench(const vcard::CardConfig &config = {},
+                           vcard::Firmware::Now now = std::chrono::steady_clock::now);
 
     vcard::Firmware &firmware() { return *firmware_; }
     uint8_t *bar(size_t index) { return memory_.bars[index].data(); }

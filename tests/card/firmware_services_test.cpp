@@ -33,6 +33,7 @@ using Codes = std::vector<uint16_t>;
 CardConfig quick() {
     CardConfig config;
     config.start_ms = 0;
+    config.reset_ms = 0;
     return config;
 }
 
@@ -823,12 +824,24 @@ TEST(FirmwareSettings, KeepTheirValuesPerChannel) {
     EXPECT_EQ(u32(bench.request(1, true, 100)), 777U);
 }
 
-TEST(FirmwareSettings, TimeoutTriggerIsTakenOnBothMailboxes) {
+TEST(FirmwareSettings, TimeoutTriggersOfChannelAndBoardAreApart) {
+    FirmwareBench bench;
+    EXPECT_EQ(bench.request(0, true, 60, bytes_of(5U)).status, 0U);
+    EXPECT_EQ(bench.request(0, false, 60, bytes_of(6U)).status, 0U);
+    EXPECT_THAT(bench.firmware().describe(), HasSubstr("time-out trigger 5"));
+    EXPECT_THAT(bench.firmware().describe_board(), HasSubstr("time-out trigger 6"));
+    EXPECT_EQ(bench.request(0, true, 102, bytes_of(0U)).status, 0U);
+    EXPECT_EQ(bench.request(0, false, 102, bytes_of(0U)).status, 0U);
+    EXPECT_THAT(bench.firmware().describe(), HasSubstr("time-out trigger 0"));
+    EXPECT_THAT(bench.firmware().describe_board(), HasSubstr("time-out trigger 0"));
+}
+
+TEST(FirmwareSettings, SecondChannelTakesItsTriggerOnBothMailboxes) {
     FirmwareBench bench;
     for (const bool primary : {true, false}) {
-        EXPECT_EQ(bench.request(0, primary, 60, bytes_of(5U)).status, 0U);
+        EXPECT_EQ(bench.request(1, primary, 60, bytes_of(5U)).status, 0U);
         EXPECT_THAT(bench.firmware().describe(), HasSubstr("time-out trigger 5"));
-        EXPECT_EQ(bench.request(0, primary, 102, bytes_of(0U)).status, 0U);
+        EXPECT_EQ(bench.request(1, primary, 102, bytes_of(0U)).status, 0U);
         EXPECT_THAT(bench.firmware().describe(), Not(HasSubstr("time-out trigger 5")));
     }
 }

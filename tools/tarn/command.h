@@ -22,12 +22,14 @@ struct Context {
 };
 
 // One function per command family; each adds its commands to the command line.
-void add_board_commands(CLI::App &app, Context &context); // boards, info, version
-void add_bus_commands(CLI::App &app, Context &context);   // start, stop, reset, status
-void add_state_commands(CLI::App &app, Context &context); // state, slaves
-void add_pi_commands(CLI::App &app, Context &context);    // pi read, pi write, pi watch
-void add_eni_commands(CLI::App &app, Context &context);   // eni check
-void add_error_command(CLI::App &app, Context &context);  // error
+void add_board_commands(CLI::App &app, Context &context);    // boards, info, version
+void add_board_io_commands(CLI::App &app, Context &context); // board di, do, latch, pwm, ...
+void add_storage_commands(CLI::App &app, Context &context);  // flash, file, update
+void add_bus_commands(CLI::App &app, Context &context);      // start, stop, reset, status
+void add_state_commands(CLI::App &app, Context &context);    // state, slaves
+void add_pi_commands(CLI::App &app, Context &context);       // pi read, pi write, pi watch
+void add_eni_commands(CLI::App &app, Context &context);      // eni check
+void add_error_command(CLI::App &app, Context &context);     // error
 
 // A command with its own arguments; `run` is called with them once all is parsed.
 template <typename Arguments>
@@ -41,7 +43,20 @@ CLI::App *add_command(CLI::App &app, Context &context, const char *name, const c
     return command;
 }
 
-// A number option; takes decimal and 0x.
+template <typename T>
+struct OptionalValue {
+    using type = T;
+};
+template <typename T>
+struct OptionalValue<std::optional<T>> {
+    using type = T;
+};
+template <typename T>
+T number_as(uint64_t number) {
+    return static_cast<typename OptionalValue<T>::type>(number);
+}
+
+// A number option; takes decimal and 0x. An optional number stays empty when it is not given.
 template <typename T>
 CLI::Option *add_number(CLI::App *app, const std::string &names, T &value,
                         const std::string &description, const char *unit, uint64_t lowest = 0,
@@ -53,7 +68,7 @@ CLI::Option *add_number(CLI::App *app, const std::string &names, T &value,
                                                   std::to_string(lowest) + " to " +
                                                   std::to_string(highest));
         }
-        value = static_cast<T>(*number);
+        value = number_as<T>(*number);
     };
     return app->add_option_function<std::string>(names, take, description)->type_name(unit);
 }

@@ -13,8 +13,10 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <memory>
+#include <system_error>
 
 namespace tarn {
 
@@ -32,6 +34,11 @@ struct CloseFile {
 
 // The file, cut one byte behind the size that a bus start accepts.
 std::string read_file(const std::string &path) {
+    constexpr char kHint[] = "is it a file, and may you read it?";
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored)) { // which not every system opens
+        throw Failure(PCI_TARN_E_READ_FILE, printable(path), kHint);
+    }
     const std::unique_ptr<FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
     if (!file) {
         throw Failure(PCI_TARN_E_OPEN_FILE, printable(path));
@@ -39,7 +46,7 @@ std::string read_file(const std::string &path) {
     std::string text(ECAT_ENI_SIZE_MAX + 1, '\0');
     text.resize(std::fread(text.data(), 1, text.size(), file.get()));
     if (std::ferror(file.get()) != 0) {
-        throw Failure(PCI_TARN_E_READ_FILE, printable(path), "is it a file, and may you read it?");
+        throw Failure(PCI_TARN_E_READ_FILE, printable(path), kHint);
     }
     return text;
 }

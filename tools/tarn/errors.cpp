@@ -66,7 +66,9 @@ constexpr Hint kHints[] = {
     {PCI_TARN_E_NO_DEVICE, "is a card or tarn-vcard running?"},
     {PCI_TARN_E_CHANNEL, "tarn info shows how many channels the card has"},
     {PCI_TARN_E_NOT_SUPPORTED, "this needs newer firmware; tarn info shows the card's version"},
-    {PCI_TARN_E_FILE_TOO_BIG, "use a smaller file"},
+    {PCI_TARN_E_FILE_TOO_BIG, "a file for the card may have at most 5,242,880 bytes"},
+    {PCI_TARN_E_UPDATE_TOO_BIG, "a firmware image may have at most 9,437,184 bytes; --unlimited "
+                                "lets a larger one through once"},
     {PCI_TARN_E_ENI_TOO_BIG, "an ENI file may have at most 20,971,520 bytes"},
     {PCI_TARN_E_SEND_TIMEOUT, "the card does not take the data; does the bus run (tarn status)?"},
     {PCI_TARN_E_VERSION, "update the older side; tarn info and tarn version show both versions"},

@@ -65,6 +65,8 @@ int run(int argc, char **argv) {
     add_state_commands(app, context);
     add_pi_commands(app, context);
     add_eni_commands(app, context);
+    add_board_io_commands(app, context);
+    add_storage_commands(app, context);
     add_error_command(app, context);
 
     // Known before the command line is understood, so that a usage error keeps to it as well.

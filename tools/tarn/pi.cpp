@@ -1,10 +1,8 @@
 // tarn pi read, tarn pi write, tarn pi watch
 #include "command.h"
 #include "image.h"
+#include "live.h"
 #include "terminal.h"
-
-#include <chrono>
-#include <thread>
 
 namespace tarn {
 
@@ -193,8 +191,7 @@ struct WatchArguments {
 class Watcher {
   public:
     Watcher(const Output &output, const Place &place)
-        : output_(output), place_(place),
-          in_place_(!output.json() && terminal::is_terminal(output.stream())) {
+        : output_(output), place_(place), live_(output) {
         if (output_.json()) {
             output_.line("[");
         }
@@ -205,12 +202,12 @@ class Watcher {
     void sample(const BitData &data, uint32_t status) {
         if (output_.json()) {
             Json row = run_json(place_);
-            row.set("seconds", seconds());
+            row.set("seconds", live_.seconds());
             show_json(place_.format, data, row);
             add_warning(row, status);
             element(row);
         } else {
-            lines(show(place_.format, data, place_.as_number, place_.run.bit / 8));
+            live_.show(show(place_.format, data, place_.as_number, place_.run.bit / 8));
         }
     }
 
@@ -230,55 +227,16 @@ class Watcher {
     }
 
   private:
-    using Clock = std::chrono::steady_clock;
-
-    [[nodiscard]] double seconds() const {
-        return std::chrono::duration<double>(Clock::now() - start_).count();
-    }
-
     void element(const Json &row) {
         output_.text((first_ ? "" : ",\n") + row.one_line());
         first_ = false;
     }
 
-    void lines(const std::vector<std::string> &now) {
-        std::string text;
-        const terminal::Size screen = terminal::size(output_.stream());
-        in_place_ = in_place_ && now.size() < screen.rows;
-        if (in_place_) {
-            if (!shown_.empty()) {
-                text += "\x1b[" + std::to_string(shown_.size()) + "A";
-            }
-            for (const std::string &line : now) {
-                text += line.substr(0, screen.columns - 1) + "\x1b[K\n";
-            }
-        } else {
-            for (size_t i = 0; i < now.size(); ++i) {
-                if (i >= shown_.size() || shown_[i] != now[i]) {
-                    text += format("%8.3f s  ", seconds()) + now[i] + "\n";
-                }
-            }
-        }
-        output_.text(text);
-        shown_ = now;
-    }
-
     const Output &output_;
     const Place &place_;
-    bool in_place_;
+    LiveLines live_;
     bool first_ = true;
-    std::vector<std::string> shown_;
-    Clock::time_point start_ = Clock::now();
 };
-
-void pause(uint32_t interval_ms) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(interval_ms);
-    constexpr auto kSlice = std::chrono::milliseconds(50); // how late Ctrl-C may be noticed
-    while (!terminal::interrupted() && std::chrono::steady_clock::now() < end) {
-        const auto rest = end - std::chrono::steady_clock::now();
-        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(rest, kSlice));
-    }
-}
 
 int watch(Context &context, const WatchArguments &arguments) {
     EcatHandle *channel = context.session.channel();
@@ -305,7 +263,7 @@ int watch(Context &context, const WatchArguments &arguments) {
         if (i + 1 == arguments.count) {
             break;
         }
-        pause(arguments.interval_ms);
+        pause_for(arguments.interval_ms);
     }
     watcher.finish();
     return kSuccess;

@@ -30,14 +30,21 @@ double Progress::seconds() const {
     return std::chrono::duration<double>(Clock::now() - start_).count();
 }
 
+std::string Progress::time_left(float fraction) const {
+    constexpr float kEnough = 0.03F;     // of the work, to tell from
+    constexpr double kWorthSaying = 2.0; // seconds
+    const double rest = fraction > 0 ? seconds() * (1.0 / static_cast<double>(fraction) - 1.0) : 0;
+    return fraction < kEnough || rest < kWorthSaying ? "" : format(", %.0f s to go", rest);
+}
+
 void Progress::draw_bar(float fraction) const {
     const unsigned room = terminal::size(stderr).columns;
-    const unsigned rest = static_cast<unsigned>(title_.size()) + 20; // percentage, time, brackets
+    const unsigned rest = static_cast<unsigned>(title_.size()) + 36; // percentage, times, brackets
     const unsigned width = room > rest ? std::min(room - rest, kBarWidth) : 0;
     const auto full = static_cast<unsigned>(fraction * static_cast<float>(width));
     const std::string bar = std::string(full, '#') + std::string(width - full, '-');
-    std::fprintf(stderr, "\r%s [%s] %3u %% %5.1f s\x1b[K", title_.c_str(), bar.c_str(),
-                 static_cast<unsigned>(fraction * 100), seconds());
+    std::fprintf(stderr, "\r%s [%s] %3u %% %5.1f s%s\x1b[K", title_.c_str(), bar.c_str(),
+                 static_cast<unsigned>(fraction * 100), seconds(), time_left(fraction).c_str());
 }
 
 void Progress::show(float fraction) {
@@ -60,7 +67,8 @@ void Progress::show(float fraction) {
     } else if (terminal_) {
         draw_bar(fraction);
     } else {
-        std::fprintf(stderr, "%s: %u %%, %.1f s\n", title_.c_str(), percent, seconds());
+        std::fprintf(stderr, "%s: %u %%, %.1f s%s\n", title_.c_str(), percent, seconds(),
+                     time_left(fraction).c_str());
     }
     std::fflush(stderr);
 }

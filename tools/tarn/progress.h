@@ -21,6 +21,7 @@ class Progress {
     using Clock = std::chrono::steady_clock;
 
     void draw_bar(float fraction) const;
+    [[nodiscard]] std::string time_left(float fraction) const; // estimate of what is still to come
 
     std::string title_;
     bool json_;

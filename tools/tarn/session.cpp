@@ -54,6 +54,7 @@ BoardHandle *Session::board() {
             throw open_failure(status);
         }
         board_.reset(handle);
+        BoardSetTimeout(handle, timeout_ms());
     }
     return board_.get();
 }

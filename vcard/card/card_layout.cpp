@@ -1,6 +1,7 @@
 #include "vcard/card/card_layout.h"
 
 #include "base/card_memory.h"
+#include "vcard/card/wiring.h"
 
 #include <algorithm>
 #include <array>
@@ -42,6 +43,7 @@ void check(const CardConfig &config) {
     check_range("alias", config.alias, 0, 15);
     check_range("channel count", config.channels, 1, kMaxChannels);
     check_range("triple buffer generation", config.generation, 1, 2);
+    Wiring().apply(config.wiring);
     check_range("ring slot count", config.rings.slots, 1, kMaxRingSlots);
     if (!std::has_single_bit(config.rings.slots)) {
         refuse("ring slot count " + std::to_string(config.rings.slots) + " is not a power of two");
@@ -113,6 +115,15 @@ void start_counters(uint8_t *area, const RingDescriptor &ring, uint32_t first) {
     card::store32(area + ring.pointers + 4, first);
 }
 
+// Counters that no ring can have are the host's doing.
+void heal_counters(uint8_t *area, const RingDescriptor &ring, uint32_t first) {
+    uint8_t *read = area + ring.pointers;
+    uint8_t *write = read + 4;
+    if (card::load32(write) - card::load32(read) > ring.mask + 1) {
+        start_counters(area, ring, first);
+    }
+}
+
 void store_text(uint8_t *field, const std::string &text) {
     std::array<char, kMaxTextLength + 1> padded{};
     std::copy(text.begin(), text.end(), padded.begin());
@@ -141,6 +152,22 @@ void CardLayout::power_up(const CardMemory &memory) const {
         for (const MailboxPlace *place : {&primary_, &secondary_, &socket_}) {
             start_counters(area, place->requests, config_.first_counter);
             start_counters(area, place->replies, config_.first_counter);
+        }
+    }
+    publish(memory);
+}
+
+void CardLayout::restart(const CardMemory &memory) const {
+    card::store32(memory.registers() + bar1::kIdentification, kCardIdentification);
+    card::store32(memory.registers() + bar1::kAlias, ~config_.alias & 0x0F);
+    for (uint32_t channel = 0; channel < config_.channels; ++channel) {
+        uint8_t *area = memory.config() + channel_area_offset(channel);
+        card::store32(area + kStopRequestOffset, 0);
+        std::memset(area + kPiCardOffset, 0, sizeof(PiCardArea));
+        std::memset(area + kSlaveReadyOffset, 0, kSlaveReadyWords * 4);
+        for (const MailboxPlace *place : {&primary_, &secondary_, &socket_}) {
+            heal_counters(area, place->requests, config_.first_counter);
+            heal_counters(area, place->replies, config_.first_counter);
         }
     }
     publish(memory);

@@ -6,6 +6,8 @@
 #include "vcard/card/memory.h"
 
 #include <cstdint>
+#include <string>
+#include <utility>
 
 namespace tarn::vcard {
 
@@ -33,6 +35,14 @@ class CardLayout {
 
     // Zeroes the memory and lays out a card that has just been powered up.
     void power_up(const CardMemory &memory) const;
+
+    // What a restart of the firmware does: as power_up(), but what the host has written into the
+    // configuration block stays, and so do requests and replies that lie in the rings.
+    void restart(const CardMemory &memory) const;
+
+    void set_firmware_version(std::string version) {
+        config_.firmware_version = std::move(version);
+    }
 
     // Writes what the firmware tells about itself; the magic comes last. Counters, buffers and
     // what the host has written stay.

@@ -24,7 +24,10 @@ struct CardConfig {
     uint32_t config_version = 0x07060000;    // word 1 of BAR2
     uint32_t first_counter = 0; // where all ring counters start; near 2^32 tests their wrap
     uint32_t start_ms = 300;    // time that a bus start takes, besides reading the ENI file
-    std::string network_file;   // fixed network; empty: built from each ENI file sent
+    uint32_t reset_ms = 100;    // time that a board reset takes
+    std::string flash_file;     // keeps the flash; empty: it is lost with the card
+    std::string wiring; // of the digital inputs, see Wiring::apply(); input n hangs on output n
+    std::string network_file; // fixed network; empty: built from each ENI file sent
 };
 
 } // namespace tarn::vcard

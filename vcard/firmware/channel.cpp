@@ -44,7 +44,7 @@ Channel::Channel(ChannelOptions options)
 Mailbox Channel::make_mailbox(bool primary) {
     const unsigned interrupt = options_.number * kInterruptsPerChannel + (primary ? 0U : 1U);
     const MailboxPlace &place = primary ? options_.layout->primary() : options_.layout->secondary();
-    return {primary, RingPort(options_.area, place), files_, *options_.faults,
+    return {primary, RingPort(options_.area, place), *options_.files, *options_.faults,
             [this, interrupt] { options_.interrupt(interrupt); }};
 }
 
@@ -101,8 +101,16 @@ void Channel::stop_bus() {
     }
 }
 
+void Channel::shut_down(Clock::time_point now) {
+    now_ = now;
+    stop_bus();
+    for (Mailbox &mailbox : mailboxes_) {
+        mailbox.flush(now);
+    }
+}
+
 std::optional<Reply> Channel::start_bus() {
-    if (std::optional<Verdict> verdict = control_.start(files_.find(kCardEniName))) {
+    if (std::optional<Verdict> verdict = control_.start(options_.files->find(kCardEniName))) {
         return Reply::refused(verdict->status, std::move(verdict->reason));
     }
     pending_start_ = {current_, slot_.code, slot_.sequence};
@@ -130,6 +138,9 @@ bool Channel::serve_mailbox(Mailbox &mailbox) {
         take_request(mailbox, taken);
         mailbox.flush(now_);
         worked = true;
+        if (take_fault(options_.faults->stop_after) && options_.faults->stop_after == 0) {
+            options_.faults->stop_draining = true;
+        }
     }
     return worked;
 }
@@ -170,7 +181,7 @@ std::optional<Reply> Channel::dispatch(Mailbox &mailbox, const Request &request)
 }
 
 std::optional<Reply> Channel::serve_request(Mailbox &mailbox, const Request &request) {
-    const Service *service = find_service(request.code, mailbox.primary());
+    const Service *service = find_service(request.code, options_.number, mailbox.primary());
     if (service == nullptr) {
         return Reply::refused(status::kNotImplemented, "no such service");
     }

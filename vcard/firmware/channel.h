@@ -17,6 +17,8 @@
 
 namespace tarn::vcard {
 
+class Board;
+
 struct ChannelOptions {
     uint32_t number = 0;
     const CardConfig *config = nullptr; // the card's; outlives the channel
@@ -25,6 +27,8 @@ struct ChannelOptions {
     InterruptLine interrupt;
     LogLine log;
     Faults *faults = nullptr;
+    FileStore *files = nullptr; // outlives the channel, as does the board
+    Board *board = nullptr;
     std::shared_ptr<const Network> present; // fixed network, or null
     std::function<void(SeenRequest)> seen;
 };
@@ -39,6 +43,9 @@ class Channel {
     // Stops the bus and ends a start under way.
     void stop_bus();
 
+    // Stops the bus and sends the replies that wait, where there is room.
+    void shut_down(Clock::time_point now);
+
     [[nodiscard]] std::string describe() const;
 
     // For the services.
@@ -50,6 +57,7 @@ class Channel {
     Settings &settings() { return settings_; }
     BusControl &control() { return control_; }
     Bus &bus() { return control_.bus(); }
+    Board &board() { return *options_.board; }
     const CardConfig &config() const { return *options_.config; }
     // Begins a bus start whose reply comes when it ends.
     std::optional<Reply> start_bus();
@@ -74,7 +82,6 @@ class Channel {
     void log(const std::string &line) const;
 
     ChannelOptions options_;
-    FileStore files_;
     Settings settings_;
     BusControl control_;
     std::array<Mailbox, 2> mailboxes_; // primary, secondary

@@ -20,6 +20,7 @@ struct Faults {
     std::atomic<uint32_t> status_count{0};     // that many times
     std::atomic<bool> refuse_chunks{false};    // answer file data with 32849
     std::atomic<bool> stop_draining{false};    // leave requests in the rings
+    std::atomic<uint32_t> stop_after{0};       // turn stop_draining on after this many requests
     std::atomic<bool> no_interrupts{false};    // raise no interrupt
 };
 

@@ -1,13 +1,19 @@
 #include "vcard/firmware/firmware.h"
 
 #include "base/card_memory.h"
+#include "vcard/card/board_io.h"
 #include "vcard/card/card_layout.h"
+#include "vcard/card/heartbeat.h"
+#include "vcard/card/wall_clock.h"
+#include "vcard/firmware/board.h"
 #include "vcard/firmware/channel.h"
 
+#include <array>
 #include <deque>
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -16,7 +22,6 @@ namespace tarn::vcard {
 namespace {
 
 constexpr size_t kSeenLimit = 1024;
-constexpr std::chrono::milliseconds kHeartbeatPeriod{1};
 
 std::shared_ptr<const Network> read_network(const std::string &path) {
     if (path.empty()) {
@@ -71,37 +76,79 @@ class SeenLog {
 } // namespace
 
 struct Firmware::State {
-    State(CardConfig card, CardMemory bars, InterruptLine line, LogLine log_line)
+    State(CardConfig card, CardMemory bars, InterruptLine line, LogLine log_line, Now clock)
         : config(std::move(card)), layout(config), memory(bars), interrupt(std::move(line)),
-          log(std::move(log_line)), present(read_network(config.network_file)) {
+          now(std::move(clock)), plain_log(std::move(log_line)),
+          log([this](const std::string &text) { plain_log(stamped(text)); }),
+          present(read_network(config.network_file)), board(config, files[0], log),
+          io(memory.registers(), wiring_of(config)),
+          heartbeat(memory.config() + offsetof(ConfigBlock, heartbeat)) {
         check_memory(memory);
     }
 
-    void boot();
-    bool serve(Clock::time_point now);
-    bool serve_reset_word();
+    static Wiring wiring_of(const CardConfig &config) {
+        Wiring wiring;
+        wiring.apply(config.wiring);
+        return wiring;
+    }
+
+    [[nodiscard]] std::string stamped(const std::string &text) const;
+    void boot(Clock::time_point time);
+    void choose_version();
+    void start(Clock::time_point time);
+    bool serve(Clock::time_point time);
+    bool serve_reset(Clock::time_point time);
+    void begin_reset(Clock::time_point time);
+    void take_host_time(Clock::time_point time);
     bool clear_doorbell(uint32_t channel) const;
-    void beat(Clock::time_point now);
     void stop_buses();
     [[nodiscard]] ChannelOptions channel_options(uint32_t number);
+    [[nodiscard]] uint8_t *block_word(size_t offset) const { return memory.config() + offset; }
 
-    const CardConfig config;
-    const CardLayout layout;
+    CardConfig config;
+    CardLayout layout;
     const CardMemory memory;
     const InterruptLine interrupt;
+    const Now now;
+    const LogLine plain_log;
     const LogLine log;
+    WallClock wall_clock;
     const std::shared_ptr<const Network> present;
     Faults faults;
     SeenLog seen;
     // Guards all below: serve() has one caller, but the control command comes from other threads.
     mutable std::mutex mutex;
-    std::vector<std::unique_ptr<Channel>> channels;
-    Clock::time_point last_beat;
+    std::array<FileStore, 2> files; // per channel; they outlive resets
+    Board board;
+    BoardIo io;
+    Heartbeat heartbeat;
+    std::vector<std::unique_ptr<Channel>> channels; // none before boot() and during a reset
+    std::optional<Clock::time_point> reset_end;
 };
 
-void Firmware::State::boot() {
+std::string Firmware::State::stamped(const std::string &text) const {
+    const std::string time = wall_clock.text(now());
+    return time.empty() ? text : time + " " + text;
+}
+
+void Firmware::State::boot(Clock::time_point time) {
     channels.clear();
+    reset_end.reset();
+    wall_clock.forget();
+    choose_version();
     layout.power_up(memory);
+    start(time);
+}
+
+void Firmware::State::choose_version() {
+    config.firmware_version = board.start_firmware();
+    layout.set_firmware_version(config.firmware_version);
+}
+
+// Everything that begins anew with the firmware.
+void Firmware::State::start(Clock::time_point time) {
+    io.restart(time);
+    heartbeat.restart(time);
     for (uint32_t number = 0; number < config.channels; ++number) {
         channels.push_back(std::make_unique<Channel>(channel_options(number)));
     }
@@ -120,34 +167,64 @@ ChannelOptions Firmware::State::channel_options(uint32_t number) {
     options.interrupt = interrupt;
     options.log = log;
     options.faults = &faults;
+    options.files = &files[number];
+    options.board = &board;
     options.present = present;
     options.seen = [this](SeenRequest request) { seen.add(std::move(request)); };
     return options;
 }
 
-bool Firmware::State::serve(Clock::time_point now) {
-    bool worked = serve_reset_word();
+bool Firmware::State::serve(Clock::time_point time) {
+    bool worked = serve_reset(time);
+    if (channels.empty()) {
+        return worked;
+    }
+    take_host_time(time);
+    io.look(time);
+    heartbeat.look(time);
     for (uint32_t number = 0; number < channels.size(); ++number) {
         // The doorbell first: a request that comes later rings again.
         worked = clear_doorbell(number) || worked;
-        worked = channels[number]->serve(now) || worked;
-    }
-    if (!channels.empty()) {
-        beat(now);
+        worked = channels[number]->serve(time) || worked;
     }
     return worked;
 }
 
-bool Firmware::State::serve_reset_word() {
-    uint8_t *word = memory.config() + offsetof(ConfigBlock, reset_request);
-    if (channels.empty() || card::load32(word) != 1) {
-        return false;
+bool Firmware::State::serve_reset(Clock::time_point time) {
+    bool worked = false;
+    if (!channels.empty() && card::load32(block_word(offsetof(ConfigBlock, reset_request))) == 1) {
+        begin_reset(time);
+        worked = true;
     }
+    if (reset_end && time >= *reset_end) {
+        reset_end.reset();
+        choose_version();
+        start(time);
+        layout.restart(memory);
+        card::store32(block_word(offsetof(ConfigBlock, reset_request)), 0);
+        worked = true;
+    }
+    return worked;
+}
+
+// Until the end the card is silent: no magic, not alive, no replies.
+void Firmware::State::begin_reset(Clock::time_point time) {
     log("board reset");
-    stop_buses();
-    layout.publish(memory);
-    card::store32(word, 0);
-    return true;
+    card::store32(block_word(offsetof(ConfigBlock, magic)), 0);
+    card::store32(block_word(offsetof(ConfigBlock, alive)), 1);
+    for (const std::unique_ptr<Channel> &channel : channels) {
+        channel->shut_down(time);
+    }
+    channels.clear();
+    reset_end = time + std::chrono::milliseconds(config.reset_ms);
+}
+
+void Firmware::State::take_host_time(Clock::time_point time) {
+    const uint64_t utc_ns = card::load64(block_word(offsetof(ConfigBlock, host_time_ns)));
+    const uint32_t offset = card::load32(block_word(offsetof(ConfigBlock, local_offset_s)));
+    if (wall_clock.look(time, utc_ns, static_cast<int32_t>(offset))) {
+        log("time taken over from the host");
+    }
 }
 
 bool Firmware::State::clear_doorbell(uint32_t channel) const {
@@ -159,36 +236,27 @@ bool Firmware::State::clear_doorbell(uint32_t channel) const {
     return true;
 }
 
-void Firmware::State::beat(Clock::time_point now) {
-    if (now - last_beat < kHeartbeatPeriod) {
-        return;
-    }
-    last_beat = now;
-    for (uint32_t counter = 0; counter < 4; ++counter) {
-        card::increment32(memory.config() + offsetof(ConfigBlock, heartbeat) + counter * 4);
-    }
-}
-
 void Firmware::State::stop_buses() {
     for (const std::unique_ptr<Channel> &channel : channels) {
         channel->stop_bus();
     }
 }
 
-Firmware::Firmware(CardConfig config, CardMemory memory, InterruptLine interrupt, LogLine log)
+Firmware::Firmware(CardConfig config, CardMemory memory, InterruptLine interrupt, LogLine log,
+                   Now now)
     : state_(std::make_unique<State>(std::move(config), memory, std::move(interrupt),
-                                     std::move(log))) {}
+                                     std::move(log), std::move(now))) {}
 
 Firmware::~Firmware() = default;
 
 void Firmware::boot() {
     const std::lock_guard lock(state_->mutex);
-    state_->boot();
+    state_->boot(state_->now());
 }
 
 bool Firmware::serve() {
     const std::lock_guard lock(state_->mutex);
-    return state_->serve(Clock::now());
+    return state_->serve(state_->now());
 }
 
 void Firmware::shut_down() {
@@ -200,7 +268,8 @@ Faults &Firmware::faults() {
     return state_->faults;
 }
 
-const CardConfig &Firmware::config() const {
+CardConfig Firmware::config() const {
+    const std::lock_guard lock(state_->mutex);
     return state_->config;
 }
 
@@ -220,6 +289,21 @@ bool Firmware::slave_fault(uint32_t channel, uint32_t slave, const std::string &
     BusControl &control = state_->channels[channel]->control();
     return control.running() && slave < control.bus().network().slaves.size() &&
            control.bus().fault(slave, fault);
+}
+
+void Firmware::wire(const std::string &wires) {
+    const std::lock_guard lock(state_->mutex);
+    state_->io.wiring().apply(wires);
+}
+
+std::string Firmware::describe_board() const {
+    const std::lock_guard lock(state_->mutex);
+    if (state_->reset_end) {
+        return "board: being reset\n";
+    }
+    const std::string time = state_->wall_clock.text(state_->now());
+    return "board: " + state_->board.describe() + ", time " + (time.empty() ? "not set" : time) +
+           "\n" + state_->io.describe();
 }
 
 std::string Firmware::describe() const {

@@ -7,7 +7,9 @@
 #include "vcard/card/memory.h"
 #include "vcard/firmware/faults.h"
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,12 +26,16 @@ struct SeenRequest {
 
 class Firmware {
   public:
-    Firmware(CardConfig config, CardMemory memory, InterruptLine interrupt, LogLine log);
+    // The clock that all of the card goes by, but for the cycles of its buses.
+    using Now = std::function<std::chrono::steady_clock::time_point()>;
+
+    Firmware(CardConfig config, CardMemory memory, InterruptLine interrupt, LogLine log,
+             Now now = std::chrono::steady_clock::now);
     ~Firmware();
     Firmware(const Firmware &) = delete;
     Firmware &operator=(const Firmware &) = delete;
 
-    // Publishes the configuration block and the channel areas.
+    // The card is powered up: publishes the configuration block and the channel areas.
     void boot();
 
     // Serves everything that is due now and never blocks. Returns true when it found work, so that
@@ -40,7 +46,8 @@ class Firmware {
     void shut_down();
 
     Faults &faults();
-    const CardConfig &config() const;
+    // With the firmware version that runs now.
+    CardConfig config() const;
 
     // The last requests seen, oldest first (at most 1,024); clear_seen() forgets them.
     std::vector<SeenRequest> seen() const;
@@ -50,8 +57,12 @@ class Firmware {
     // is no such slave or fault.
     bool slave_fault(uint32_t channel, uint32_t slave, const std::string &fault);
 
-    // One line per channel about its bus, for `tarn-vcard status`.
+    // Wires digital inputs anew, as Wiring::apply() says.
+    void wire(const std::string &wires);
+
+    // For `tarn-vcard status`: one line per channel about its bus, and what the board does.
     std::string describe() const;
+    std::string describe_board() const;
 
   private:
     struct State;

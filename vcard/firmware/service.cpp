@@ -1,6 +1,7 @@
 #include "vcard/firmware/service.h"
 
 #include <array>
+#include <initializer_list>
 
 namespace tarn::vcard {
 
@@ -9,10 +10,9 @@ namespace {
 constexpr size_t kCodes = 128;
 using Index = std::array<const Service *, kCodes>;
 
-Index make_index() {
+Index make_index(std::initializer_list<std::span<const Service>> families) {
     Index index{};
-    for (const auto family :
-         {file_services(), bus_services(), slave_services(), setting_services()}) {
+    for (const auto family : families) {
         for (const Service &service : family) {
             index.at(static_cast<size_t>(service.command)) = &service;
         }
@@ -22,9 +22,17 @@ Index make_index() {
 
 } // namespace
 
-const Service *find_service(uint16_t code, bool primary) {
-    static const Index index = make_index();
-    const Service *service = code < kCodes ? index[code] : nullptr;
+const Service *find_service(uint16_t code, uint32_t channel, bool primary) {
+    static const Index channels =
+        make_index({file_services(), bus_services(), slave_services(), setting_services()});
+    static const Index board = make_index({board_services()});
+    if (code >= kCodes) {
+        return nullptr;
+    }
+    if (channel == 0 && !primary && board[code] != nullptr) {
+        return board[code];
+    }
+    const Service *service = channels[code];
     return service != nullptr && (primary || service->ring == Ring::Either) ? service : nullptr;
 }
 

@@ -55,7 +55,8 @@ enum class Needs {
     Slave, // a configuration, and the payload starts with the index of one of its slaves
 };
 
-enum class Ring { Primary, Either };
+// Board: the secondary mailbox of channel 0.
+enum class Ring { Primary, Either, Board };
 
 inline constexpr uint32_t kAnyLength = ~0U;
 
@@ -74,8 +75,10 @@ std::span<const Service> file_services();
 std::span<const Service> bus_services();
 std::span<const Service> slave_services();
 std::span<const Service> setting_services();
+std::span<const Service> board_services();
 
-// Null when the mailbox has no such service.
-const Service *find_service(uint16_t code, bool primary);
+// Null when the mailbox has no such service. On the board's own mailbox the board's services come
+// before those of the channel.
+const Service *find_service(uint16_t code, uint32_t channel, bool primary);
 
 } // namespace tarn::vcard

@@ -15,16 +15,22 @@ inline constexpr uint32_t kNotConfigured = 32775;
 inline constexpr uint32_t kInvalidSlaveIndex = 32778;
 inline constexpr uint32_t kInvalidTransition = 32779;
 inline constexpr uint32_t kTransitionError = 32788;
+inline constexpr uint32_t kBufferLimit = 32807;
+inline constexpr uint32_t kVerification = 32811;
 inline constexpr uint32_t kSlaveStateNotReached = 32813;
 inline constexpr uint32_t kAlreadyStarted = 32815;
 inline constexpr uint32_t kNoThread = 32816;
 inline constexpr uint32_t kNotStarted = 32826;
+inline constexpr uint32_t kOutOfBounds = 32827;
 inline constexpr uint32_t kAborted = 32833;
 inline constexpr uint32_t kNoRegion = 32834;
 inline constexpr uint32_t kNotPermitted = 32837;
+inline constexpr uint32_t kBadObject = 32839;
 inline constexpr uint32_t kCannotOpenFile = 32848;
 inline constexpr uint32_t kCannotWriteFile = 32849;
 inline constexpr uint32_t kCannotReadFile = 32850;
+inline constexpr uint32_t kCannotDecode = 32853;
+inline constexpr uint32_t kDataTooShort = 34358;
 inline constexpr uint32_t kInconsistentLength = 34360;
 
 } // namespace tarn::vcard::status

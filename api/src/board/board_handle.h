@@ -1,5 +1,6 @@
 #pragma once
 
+#include "layout/card_memory_map.h"
 #include "pci_tarn/channel.h"
 #include "pci_tarn/driver.h"
 
@@ -28,4 +29,12 @@ static_assert(offsetof(BoardHandle, index) == offsetof(BoardNode, index));
 static_assert(offsetof(BoardHandle, channel) == kBoardNodeCopySize);
 
 inline constexpr uint32_t kDefaultTimeoutMs = 20000;
+
+inline uint8_t *registers(const BoardHandle &handle) noexcept {
+    return static_cast<uint8_t *>(handle.bar[1]);
+}
+
+inline ConfigBlock *config(const BoardHandle &handle) noexcept {
+    return static_cast<ConfigBlock *>(handle.bar[2]);
+}
 } // namespace tarn

@@ -20,16 +20,8 @@ constexpr uint32_t kNewestLayout = 3; // newer mailbox words ask for a newer lib
 constexpr int kAllocationLine = 740;  // part of the message
 constexpr uint32_t kBoardInterrupt = 1;
 
-uint8_t *registers(const BoardHandle &handle) noexcept {
-    return static_cast<uint8_t *>(handle.bar[1]);
-}
-
 uint8_t *config_bytes(const BoardHandle &handle) noexcept {
     return static_cast<uint8_t *>(handle.bar[2]);
-}
-
-ConfigBlock *config(const BoardHandle &handle) noexcept {
-    return static_cast<ConfigBlock *>(handle.bar[2]);
 }
 
 uint32_t mailbox_word(const BoardHandle &handle) noexcept {

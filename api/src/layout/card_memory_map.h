@@ -19,13 +19,43 @@ inline constexpr uint32_t kDigitalInputs = 0x06C;
 inline constexpr uint32_t kPwm = 0x0D8; // 4 channels of 16 bytes
 inline constexpr uint32_t kPwmEnd = 0x118;
 inline constexpr uint32_t kLatchEnable = 0x120;
+inline constexpr uint32_t kLatchMode = 0x124;
+inline constexpr uint32_t kLatchRun = 0x128;
 inline constexpr uint32_t kLatchClear = 0x12C;
+inline constexpr uint32_t kLatchState = 0x130; // bit per channel
+inline constexpr uint32_t kLatchValue = 0x134; // 4 values of 64 bits
 inline constexpr uint32_t kLatchPortSelect = 0x154;
+inline constexpr uint32_t kSequenceCount = 0x158;
 inline constexpr uint32_t kSequenceIndex = 0x15C; // 4 words
 inline constexpr uint32_t kSequenceIndexEnd = 0x16C;
-inline constexpr uint32_t kPulse = 0x18C;    // 4 channels of 16 bytes, then start and counts
-inline constexpr uint32_t kPulseEnd = 0x1E4; // the flag word 0x1E0 is the last one inside
+inline constexpr uint32_t kSequenceValue = 0x16C; // 4 values of 64 bits
+inline constexpr uint32_t kPulse = 0x18C;         // 4 channels of 16 bytes, then start and counts
+inline constexpr uint32_t kPulseStart = 0x1CC;    // bit per channel
+inline constexpr uint32_t kPulseCount = 0x1D0;    // 4 words
+inline constexpr uint32_t kPulseFlags = 0x1E0;    // bit per channel
+inline constexpr uint32_t kPulseEnd = 0x1E4;      // the flag word is the last one inside
 inline constexpr uint32_t kLatchCounterReset = 0x1E4; // 8 bits
+
+inline constexpr uint32_t kIoChannels = 4;      // of latches, PWM and pulse outputs each
+inline constexpr uint32_t kTimerStride = 16;    // from one PWM or pulse channel to the next
+inline constexpr uint32_t kCounterStride = 8;   // from one 64-bit value to the next
+inline constexpr uint32_t kTimerHz = 125000000; // clock of the PWM and pulse timers
+static_assert(kPwm + kIoChannels * kTimerStride == kPwmEnd);
+static_assert(kLatchValue + kIoChannels * kCounterStride == kLatchPortSelect);
+static_assert(kSequenceIndex + kIoChannels * 4 == kSequenceIndexEnd);
+static_assert(kSequenceIndexEnd == kSequenceValue);
+static_assert(kSequenceValue + kIoChannels * kCounterStride == kPulse);
+static_assert(kPulse + kIoChannels * kTimerStride == kPulseStart);
+static_assert(kPulseStart + 4 == kPulseCount);
+static_assert(kPulseCount + kIoChannels * 4 == kPulseFlags);
+
+// Bits of kOutputEnable.
+constexpr uint32_t pwm_bit(uint32_t channel) {
+    return uint32_t{1} << channel;
+}
+constexpr uint32_t pulse_bits(uint32_t channel) {
+    return uint32_t{0xC000} >> 2 * channel;
+}
 } // namespace bar1
 
 // ---- BAR2: configuration block ---------------------------------------------------------------

@@ -30,7 +30,12 @@ enum class Command : uint16_t {
     SlaveAlias = 28,
     SlaveFixedAddress = 29,
     EniInfo = 32,
+    ApplyUpdate = 33,
     ClearSlaveStateError = 41,
+    LedControl = 43,
+    FlashRead = 44,
+    FlashWrite = 45,
+    FlashErase = 46,
     RunCommand = 47,
     MasterRequestedState = 50,
     AutoClearSet = 51,
@@ -84,6 +89,22 @@ struct EniIdentityReply {
 };
 static_assert(sizeof(EniIdentityReply) == 144);
 
+// Request of Command::FlashRead and Command::FlashErase. Command::FlashWrite carries the address,
+// then the bytes to write.
+struct FlashRangeRecord {
+    uint32_t address;
+    uint32_t length;
+};
+static_assert(sizeof(FlashRangeRecord) == 8);
+
+// Request of Command::LedControl.
+struct LedRecord {
+    uint16_t first;
+    uint16_t second;
+};
+static_assert(sizeof(LedRecord) == 4);
+
 inline constexpr char kCardEniName[] = "eni_temp.xml";
+inline constexpr char kCardUpdateName[] = "updateFile";
 
 } // namespace tarn
