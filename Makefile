@@ -2,7 +2,7 @@
 
 .DELETE_ON_ERROR:
 .PHONY: all demo test test-linux test-windows test-linux-plain test-linux-asan test-linux-tsan \
-        linux windows checks tidy docs bench fuzz soak deps deps-all format clean
+        linux windows packages checks tidy docs bench fuzz soak deps deps-all format clean
 
 all: linux
 
@@ -15,7 +15,7 @@ test: checks test-linux test-windows
 
 test-linux: test-linux-plain test-linux-asan test-linux-tsan
 
-test-linux-plain: linux
+test-linux-plain: deps-all linux
 	ctest --preset linux -j2
 
 test-linux-asan: deps
@@ -38,10 +38,17 @@ linux windows:
 	cmake --preset $@
 	cmake --build --preset $@
 
-# What needs no running program: list of exports and its index, public headers alone, documentation,
-# format.
+# build/linux/packages/*.deb and build/windows/packages/*.zip
+packages: linux windows
+	cd build/linux && cpack
+	cd build/windows && cpack
+
+# What needs no running program: list of exports and its index, names for MSVC, declarations of the
+# bindings, public headers alone, documentation, format.
 checks: deps-all
 	scripts/exports.sh --check
+	scripts/check_msvc_names.sh
+	scripts/bindings.py --check
 	scripts/check_headers.sh
 	scripts/check_docs.sh
 	scripts/lint.sh
@@ -51,6 +58,7 @@ tidy: deps-all linux
 
 docs: deps-all
 	scripts/exports.sh
+	scripts/bindings.py
 	scripts/check_docs.sh
 
 bench: linux

@@ -17,10 +17,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     CardConfig config;
     config.start_ms = 0;
+    config.reset_ms = 0;
     Firmware firmware(
         config, memory, [](unsigned) {}, [](const std::string &) {});
     firmware.boot();
-    // Records of: u32 offset into BAR2, u8 length, bytes; after each the firmware serves.
+    // Records of: u32 offset into BAR2 (into BAR1 with the highest bit set), u8 length, bytes;
+    // after each the firmware serves.
     while (size >= 5) {
         uint32_t offset = 0;
         std::memcpy(&offset, data, 4);
@@ -28,8 +30,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         data += 5;
         size -= 5;
         length = length < size ? length : size;
-        offset %= kBar2Size - 256;
-        std::memcpy(bars[2].data() + offset, data, length);
+        const size_t bar = offset >> 31 != 0 ? 1 : 2;
+        offset %= kBarSizes[bar] - 256;
+        std::memcpy(bars[bar].data() + offset, data, length);
         data += length;
         size -= length;
         firmware.serve();

@@ -7,7 +7,7 @@ count=0
 for header in api/include/pci_tarn/*.h vcard/include/tarn_vcard/*.h; do
     for compiler in gcc clang x86_64-w64-mingw32-gcc; do
         for language in c:c11 c++:c++17; do
-            echo "#include \"${header#*/include/}\"" |
+            printf '#include "%s"\ntypedef int after_the_header;\n' "${header#*/include/}" |
                 "$compiler" -x "${language%%:*}" -std="${language##*:}" -fsyntax-only -Wall -Wextra \
                     -Wpedantic -Wshadow -Wconversion -Werror -Iapi/include -Ivcard/include -
             count=$((count + 1))

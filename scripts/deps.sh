@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing (asking for root only then) and unpacks Debian's sources of the
 # dependencies that both builds compile, into build/deps. Does nothing when all is there. With
-# --all also what the Windows build, the checks and the fuzz targets need.
+# --all also what the Windows build, the checks, the bindings, the tests of the packages and the fuzz
+# targets need.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,6 +13,7 @@ packages=(
 [ "${1:-}" != --all ] || packages+=(
     g++-mingw-w64-x86-64 wine wine64
     clang clang-format clang-tidy doxygen libclang-rt-14-dev
+    llvm lld file unzip pkg-config python3 mono-mcs mono-runtime
 )
 
 missing=()

@@ -4,6 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+rows='^[A-Za-z_?]'
+
 index() {
     cat <<'EOF'
 # What the library exports
@@ -15,7 +17,9 @@ exported under its own names). The last column names the test that shows the exp
 | Name | Kind | Family | Since | Shown by |
 |---|---|---|---|---|
 EOF
-    grep -E '^[A-Za-z_]' api/exports.txt | sort -f | while read -r name kind family since test; do
+    grep -E "$rows" api/exports.txt | sort -f | while read -r entry kind family since test; do
+        name=${entry%%=*}
+        [ "$name" = "$entry" ] || kind="$kind, is \`${entry#*=}\`"
         echo "| \`$name\` | $kind | $family | $since | $test |"
     done
 }
@@ -32,7 +36,7 @@ check() {
             echo "$name: there is no test $test"
             failed=1
         fi
-    done < <(grep -E '^[A-Za-z_]' api/exports.txt)
+    done < <(grep -E "$rows" api/exports.txt)
     if ! diff -q <(index) docs/exports.md >/dev/null; then
         echo "docs/exports.md is out of date: run scripts/exports.sh"
         failed=1

@@ -1,13 +1,19 @@
 #!/usr/bin/env bash
-# Runs the tests of the Windows build under Wine, in a prefix of its own, and ends its server.
+# Runs the tests of the Windows build under Wine, two at a time in prefixes of their own, and ends
+# their servers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all WINEARCH=win64
+export WINEDEBUG=-all WINEARCH=win64
+unset WINEPREFIX
+prefixes=("$PWD/build/wine" "$PWD/build/wine-2")
 stop_wine() {
-    wineserver -k 2>/dev/null || true
-    wineserver -w 2>/dev/null || true
+    for prefix in "${prefixes[@]}"; do
+        WINEPREFIX=$prefix wineserver -k 2>/dev/null || true
+        WINEPREFIX=$prefix wineserver -w 2>/dev/null || true
+    done
 }
 trap stop_wine EXIT
-# The first start makes the prefix; later ones take it as it is.
-/usr/lib/wine/wine64 wineboot -i >/dev/null 2>&1 || true
-ctest --preset windows
+for prefix in "${prefixes[@]}"; do
+    scripts/wine_prefix.sh "$prefix"
+done
+ctest --preset windows -j2 "$@"

@@ -1,6 +1,22 @@
 #!/usr/bin/env bash
-# Runs a Windows program of this build under Wine, in a prefix inside the build tree.
+# Runs a Windows program of this build under Wine. Without WINEPREFIX it takes one of the prefixes
+# inside the build tree that no other run uses, and waits when there is none: programs that use the
+# cards would meet each other's in one prefix.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
-export WINEPREFIX=${WINEPREFIX:-$root/build/wine} WINEDEBUG=${WINEDEBUG:--all} WINEARCH=win64
-exec /usr/lib/wine/wine64 "$@"
+export WINEDEBUG=${WINEDEBUG:--all} WINEARCH=win64
+if [ -n "${WINEPREFIX:-}" ]; then
+    exec /usr/lib/wine/wine64 "$@"
+fi
+while true; do
+    for prefix in "$root"/build/wine "$root"/build/wine-2; do
+        exec 9>"$prefix.lock"
+        if flock -n 9; then
+            # The lock is not passed on: Wine's servers outlive this.
+            status=0
+            WINEPREFIX=$prefix /usr/lib/wine/wine64 "$@" 9>&- || status=$?
+            exit "$status"
+        fi
+    done
+    sleep 0.05
+done

@@ -66,7 +66,7 @@ class TarnTool : public testing::Test {
 
     ProcessOptions options() const {
         ProcessOptions options;
-        options.environment["XDG_RUNTIME_DIR"] = runtime();
+        options.environment[kRuntimeVariable] = runtime().string();
         return options;
     }
 

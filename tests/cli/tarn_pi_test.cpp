@@ -1,8 +1,6 @@
 // The process image as a user of the tool sees it.
 #include "tarn_fixture.h"
 
-#include <csignal>
-
 namespace fs = std::filesystem;
 using namespace tarn::test;
 using testing::AllOf;
@@ -90,7 +88,12 @@ TEST_F(TarnPi, GivesJson) {
 TEST_F(TarnPi, RawBytesGoThroughPipes) {
     const std::string bytes("\x01\x00\x0d\x0a\xff", 5);
     out("pi write -", bytes);
-    EXPECT_EQ(out("pi read --raw --area fast-output --length 5"), bytes);
+    ProcessOptions binary = options();
+    binary.binary = true;
+    EXPECT_EQ(run_program(program_path("tarn"),
+                          words("pi read --raw --area fast-output --length 5"), binary)
+                  .out,
+              bytes);
 }
 
 TEST_F(TarnPi, AreasHaveNamesAndNumbers) {
@@ -252,7 +255,7 @@ TEST_F(TarnWatch, EndsInOrderOnCtrlC) {
     BackgroundProcess watch(program_path("tarn"), words("pi watch --json --interval-ms 5"),
                             options());
     ASSERT_TRUE(watch.wait_for_output("shadow-input"));
-    watch.send_signal(SIGINT);
+    watch.send_signal(Signal::kInterrupt);
     ProcessResult result;
     ASSERT_TRUE(watch.wait(std::chrono::seconds(20), &result));
     EXPECT_EQ(result.status, 0);

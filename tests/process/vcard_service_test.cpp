@@ -1,110 +1,37 @@
 // The virtual card and its clients in processes of their own, some of which are killed.
-#include "pci_tarn/driver.h"
-#include "support/process.h"
-#include "support/temp_dir.h"
+#include "vcard_service_fixture.h"
 
-#include <csignal>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
-
-namespace fs = std::filesystem;
-using tarn::test::BackgroundProcess;
-using tarn::test::eventually;
-using tarn::test::program_path;
-using tarn::test::TempDir;
 
 namespace {
 
-constexpr uint32_t kFailed = 0xFFFFFFFF;
-constexpr uint32_t kTimedOut = 258;
+using namespace tarn::test;
 
-class VcardService : public testing::Test {
-  protected:
-    VcardService() {
-        setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
-        start();
-    }
-
-    void start(const std::string &cards = "2") {
-        service_ = std::make_unique<BackgroundProcess>(
-            program_path("tarn-vcard"), std::vector<std::string>{"run", "--cards", cards});
-        ASSERT_TRUE(service_->wait_for_output("serving")) << service_->err();
-    }
-
-    // Runs `body` in a child process that has opened the card and says so; comes back then.
-    template <typename Body>
-    pid_t client(Body body) {
-        int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
-        const pid_t pid = fork();
-        if (pid == 0) {
-            EtherCAT *card = EtherCATOpen(0);
-            const char byte = card != nullptr ? 1 : 0;
-            if (write(ready[1], &byte, 1) == 1 && card != nullptr) {
-                body(card);
-            }
-            _exit(0);
-        }
-        char byte = 0;
-        EXPECT_EQ(read(ready[0], &byte, 1), 1);
-        EXPECT_EQ(byte, 1);
-        close(ready[0]);
-        close(ready[1]);
-        return pid;
-    }
-
-    static void end(pid_t pid) {
-        kill(pid, SIGKILL);
-        EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
-    }
-
-    // Descriptors that the service has open.
-    size_t service_descriptors() const {
-        size_t count = 0;
-        for ([[maybe_unused]] const auto &entry :
-             fs::directory_iterator("/proc/" + std::to_string(service_->pid()) + "/fd")) {
-            ++count;
-        }
-        return count;
-    }
-
-    TempDir folder_;
-    std::unique_ptr<BackgroundProcess> service_;
-};
+TARN_PEER(adder) {
+    const CardClient client(arguments);
+    auto *bar = static_cast<volatile uint32_t *>(EtherCATMapBarAddress(client.card(), 0));
+    bar[11] = bar[10] + 41;
+    return 0;
+}
 
 TEST_F(VcardService, SeveralProcessesUseTheCardAtOnce) {
     EtherCAT *card = EtherCATOpen(0);
     ASSERT_NE(card, nullptr);
     auto *mine = static_cast<volatile uint32_t *>(EtherCATMapBarAddress(card, 0));
     mine[10] = 1;
-    const pid_t pid = client([](EtherCAT *other) {
-        auto *bar = static_cast<volatile uint32_t *>(EtherCATMapBarAddress(other, 0));
-        bar[11] = bar[10] + 41;
-    });
-    EXPECT_TRUE(eventually([mine] { return mine[11] == 42; }));
-    waitpid(pid, nullptr, 0);
+    EXPECT_EQ(client("adder")->join(), 0);
+    EXPECT_EQ(mine[11], 42U);
     EtherCATClose(card);
 }
 
-TEST_F(VcardService, ClientKilledWhileItWaitsLeavesNothingBehind) {
+TEST_F(VcardService, ClientKilledWhileItWaitsHindersNobody) {
     EtherCAT *card = EtherCATOpen(0);
     ASSERT_NE(card, nullptr);
-    const size_t before = service_descriptors();
-    for (int i = 0; i < 10; ++i) {
-        const pid_t pid =
-            client([](EtherCAT *other) { EtherCATWaitForInterrupt(other, 1, 60000); });
-        EXPECT_GT(service_descriptors(), before);
-        end(pid);
+    for (int i = 0; i < 3; ++i) {
+        client("waiter")->kill();
     }
-    EXPECT_TRUE(eventually([&] { return service_descriptors() == before; }));
     EXPECT_EQ(EtherCATWaitForInterrupt(card, 1, 1), kTimedOut);
     EXPECT_NE(EtherCATMapBarAddress(card, 2), nullptr);
     EtherCATClose(card);
@@ -114,37 +41,32 @@ TEST_F(VcardService, ClientKilledWhileItWaitsLeavesNothingBehind) {
 TEST_F(VcardService, ClientKilledDuringDmaHindersNobody) {
     EtherCAT *card = EtherCATOpen(0);
     ASSERT_NE(card, nullptr);
-    const size_t before = service_descriptors();
-    for (int i = 0; i < 10; ++i) {
-        const pid_t pid = client([](EtherCAT *other) {
-            static uint8_t data[1 << 20];
-            for (;;) {
-                EtherCATDmaRead(other, 0, data, sizeof(data), 10000);
-                EtherCATDmaWrite(other, 0x400000, data, sizeof(data), 10000);
-            }
-        });
+    for (int i = 0; i < 3; ++i) {
+        const auto peer = client("dma_user");
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        end(pid);
+        peer->kill();
         uint8_t byte = 0;
         EXPECT_EQ(EtherCATDmaRead(card, 0x400000, &byte, 1, 10000), 1U);
     }
-    EXPECT_TRUE(eventually([&] { return service_descriptors() == before; }));
     EtherCATClose(card);
 }
 
+TARN_PEER(short_waiter) {
+    const CardClient client(arguments);
+    for (;;) {
+        EtherCATWaitForInterrupt(client.card(), 1, 1);
+    }
+}
+
 TEST_F(VcardService, ClientThatIsStoppedHindersNobody) {
-    const pid_t pid = client([](EtherCAT *other) {
-        for (;;) {
-            EtherCATWaitForInterrupt(other, 1, 1);
-        }
-    });
-    kill(pid, SIGSTOP);
+    const auto peer = client("short_waiter");
+    peer->process().send_signal(Signal::kFreeze);
     EtherCAT *card = EtherCATOpen(0);
     ASSERT_NE(card, nullptr);
     uint8_t data[64] = {};
     EXPECT_EQ(EtherCATDmaRead(card, 0, data, sizeof(data), 10000), sizeof(data));
     EtherCATClose(card);
-    end(pid);
+    peer->kill();
 }
 
 TEST_F(VcardService, ServerKilledUnderAWaitingClientEndsTheWait) {
@@ -164,7 +86,7 @@ TEST_F(VcardService, ServerKilledUnderAWaitingClientEndsTheWait) {
     EXPECT_EQ(EtherCATRead(card, 0, 0, data, sizeof(data)), 0U);
     EXPECT_EQ(EtherCATMapBarAddress(card, 1), nullptr);
     EXPECT_EQ(*bar, 0x5AA5C33CU);
-    EXPECT_EQ(EtherCATGetCount(), 0U);
+    EXPECT_TRUE(eventually([] { return EtherCATGetCount() == 0; }));
     EtherCATClose(card);
 }
 
@@ -185,13 +107,13 @@ TEST_F(VcardService, ServerKilledDuringDmaFailsIt) {
 TEST_F(VcardService, ServerThatIsStoppedLetsDmaTimeOutAndGoesOnLater) {
     EtherCAT *card = EtherCATOpen(0);
     ASSERT_NE(card, nullptr);
-    service_->send_signal(SIGSTOP);
+    service_->send_signal(Signal::kFreeze);
     uint8_t data[4] = {};
     EXPECT_TRUE(eventually(
         [&] { return EtherCATDmaRead(card, 0, data, sizeof(data), 20) == 0; })); // stops soon
     EXPECT_EQ(EtherCATDmaRead(card, 0, data, sizeof(data), 0), 0U);
     EXPECT_EQ(EtherCATWaitForInterrupt(card, 1, 20), kTimedOut);
-    service_->send_signal(SIGCONT);
+    service_->send_signal(Signal::kThaw);
     // The late answers to the requests that were given up are not taken for this one's.
     std::memset(data, 0, sizeof(data));
     EXPECT_EQ(EtherCATDmaRead(card, 8, data, sizeof(data), 20000), sizeof(data));
@@ -199,48 +121,48 @@ TEST_F(VcardService, ServerThatIsStoppedLetsDmaTimeOutAndGoesOnLater) {
     EtherCATClose(card);
 }
 
-TEST_F(VcardService, KilledServerLeavesStaleSocketsThatAreNoCards) {
+TEST_F(VcardService, KilledServerLeavesNoCards) {
     EXPECT_EQ(EtherCATGetCount(), 2U);
     service_->kill_now();
-    EXPECT_TRUE(fs::exists(folder_.path() / "pci_tarn" / "kpcidev0"));
-    EXPECT_EQ(EtherCATGetCount(), 0U);
+    EXPECT_TRUE(eventually([] { return EtherCATGetCount() == 0; }));
     EXPECT_EQ(EtherCATOpen(0), nullptr);
 }
 
-TEST_F(VcardService, NewServerTakesOverStaleSockets) {
+TEST_F(VcardService, NewServerTakesOverFromAKilledOne) {
     service_->kill_now();
     start("1");
     EXPECT_EQ(EtherCATGetCount(), 1U);
-    EXPECT_FALSE(fs::exists(folder_.path() / "pci_tarn" / "kpcidev1"));
     EtherCAT *card = EtherCATOpen(0);
     EXPECT_NE(card, nullptr);
     EtherCATClose(card);
 }
 
 TEST_F(VcardService, CardsOfTheUserComeBeforeAnyOthers) {
-    // Nothing of another directory is counted on top.
+    // Nothing of another service is counted on top.
     EXPECT_EQ(EtherCATGetCount(), 2U);
     EXPECT_EQ(EtherCATOpen(2), nullptr);
 }
 
-TEST_F(VcardService, StoppingRemovesAllSockets) {
-    service_->send_signal(SIGTERM);
-    tarn::test::ProcessResult result;
+TEST_F(VcardService, StoppedServerLeavesNoCards) {
+    service_->send_signal(Signal::kTerminate);
+    ProcessResult result;
     ASSERT_TRUE(service_->wait(std::chrono::seconds(20), &result));
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_TRUE(fs::is_empty(folder_.path() / "pci_tarn"));
+    EXPECT_EQ(EtherCATGetCount(), 0U);
+    EXPECT_FALSE(fs::exists(folder_.path() / "pci_tarn" / "tarn-vcard.pid"));
+}
+
+// Ends as programs do, with the library's own clean-up.
+TARN_PEER(registry_user) {
+    std::exit(initDevice() == 0 ? 0 : 1);
 }
 
 TEST_F(VcardService, RegistryClosesItsCardsWhenAProgramEnds) {
-    const size_t before = service_descriptors();
-    const pid_t pid = fork();
-    if (pid == 0) {
-        exit(initDevice() == 0 ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(pid, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_TRUE(eventually([&] { return service_descriptors() == before; }));
+    EXPECT_EQ(Peer("registry_user").join(), 0);
+    EtherCAT *card = EtherCATOpen(0);
+    EXPECT_NE(card, nullptr);
+    EtherCATClose(card);
+    EXPECT_TRUE(service_->running());
     EXPECT_EQ(service_->err().find("sent away"), std::string::npos);
 }
 

@@ -12,21 +12,21 @@ size_t page_size() {
 }
 } // namespace
 
-GuardedBuffer::GuardedBuffer() {
+GuardedBuffer::GuardedBuffer(size_t capacity) : capacity_(capacity) {
     const size_t page = page_size();
     void *whole =
-        mmap(nullptr, kCapacity + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        mmap(nullptr, capacity_ + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (whole == MAP_FAILED) {
         throw std::bad_alloc();
     }
     begin_ = static_cast<uint8_t *>(whole) + page;
-    if (mprotect(begin_, kCapacity, PROT_READ | PROT_WRITE) != 0) {
+    if (mprotect(begin_, capacity_, PROT_READ | PROT_WRITE) != 0) {
         throw std::bad_alloc();
     }
 }
 
 GuardedBuffer::~GuardedBuffer() {
-    munmap(begin_ - page_size(), kCapacity + 2 * page_size());
+    munmap(begin_ - page_size(), capacity_ + 2 * page_size());
 }
 
 } // namespace tarn::test

@@ -9,13 +9,13 @@ namespace {
 constexpr size_t kGuard = 65536; // the allocation granularity
 } // namespace
 
-GuardedBuffer::GuardedBuffer() {
-    void *whole = VirtualAlloc(nullptr, kCapacity + 2 * kGuard, MEM_RESERVE, PAGE_NOACCESS);
+GuardedBuffer::GuardedBuffer(size_t capacity) : capacity_(capacity) {
+    void *whole = VirtualAlloc(nullptr, capacity_ + 2 * kGuard, MEM_RESERVE, PAGE_NOACCESS);
     if (whole == nullptr) {
         throw std::bad_alloc();
     }
     begin_ = static_cast<uint8_t *>(whole) + kGuard;
-    if (VirtualAlloc(begin_, kCapacity, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
+    if (VirtualAlloc(begin_, capacity_, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
         throw std::bad_alloc();
     }
 }

@@ -44,6 +44,8 @@ class MemoryFile {
 
 } // namespace
 
+const char *const kRuntimeVariable = "XDG_RUNTIME_DIR";
+
 void short_pause() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
@@ -54,6 +56,26 @@ std::filesystem::path program_path(const std::string &name) {
 
 std::filesystem::path source_path(const std::string &name) {
     return std::filesystem::path(TARN_SOURCE_DIR) / name;
+}
+
+std::filesystem::path own_path() {
+    return std::filesystem::read_symlink("/proc/self/exe");
+}
+
+ProcessId own_process() {
+    return getpid();
+}
+
+bool kill_process(ProcessId process) {
+    return kill(static_cast<pid_t>(process), SIGKILL) == 0;
+}
+
+bool process_exists(ProcessId process) {
+    return kill(static_cast<pid_t>(process), 0) == 0;
+}
+
+void set_environment(const std::string &name, const std::string &value) {
+    setenv(name.c_str(), value.c_str(), 1);
 }
 
 struct BackgroundProcess::State {
@@ -125,7 +147,7 @@ BackgroundProcess::~BackgroundProcess() {
     kill_now();
 }
 
-pid_t BackgroundProcess::pid() const {
+ProcessId BackgroundProcess::pid() const {
     return state_->pid;
 }
 
@@ -133,14 +155,17 @@ bool BackgroundProcess::running() {
     return !state_->look();
 }
 
-void BackgroundProcess::send_signal(int number) {
+void BackgroundProcess::send_signal(Signal signal) {
+    constexpr int kNumbers[] = {SIGINT, SIGTERM, SIGSTOP, SIGCONT};
     if (running()) {
-        kill(state_->pid, number);
+        kill(state_->pid, kNumbers[static_cast<int>(signal)]);
     }
 }
 
 void BackgroundProcess::kill_now() {
-    send_signal(SIGKILL);
+    if (running()) {
+        kill(state_->pid, SIGKILL);
+    }
     while (!state_->look()) {
         short_pause();
     }
@@ -156,38 +181,12 @@ bool BackgroundProcess::wait(std::chrono::milliseconds timeout, ProcessResult *r
     return true;
 }
 
-bool BackgroundProcess::wait_for_output(const std::string &text,
-                                        std::chrono::milliseconds timeout) {
-    bool ended = false;
-    const auto found = [this, &text] { return out().find(text) != std::string::npos; };
-    eventually(
-        [&] {
-            ended = state_->look();
-            return ended || found();
-        },
-        timeout);
-    return found();
-}
-
 std::string BackgroundProcess::out() {
     return state_->out.content();
 }
 
 std::string BackgroundProcess::err() {
     return state_->err.content();
-}
-
-ProcessResult run_program(const std::filesystem::path &program,
-                          const std::vector<std::string> &arguments,
-                          const ProcessOptions &options) {
-    BackgroundProcess process(program, arguments, options);
-    ProcessResult result;
-    if (!process.wait(options.timeout, &result)) {
-        process.kill_now();
-        process.wait(options.timeout, &result);
-        result.timed_out = true;
-    }
-    return result;
 }
 
 } // namespace tarn::test

@@ -1,8 +1,8 @@
 #include "support/virtual_card.h"
 
 #include "pci_tarn/shared.h"
+#include "support/card_environment.h"
 
-#include <cstdlib>
 #include <mutex>
 
 namespace tarn::test {
@@ -25,7 +25,7 @@ VirtualCards::VirtualCards(vcard::ServerOptions options)
     : runtime_dir_(fresh_temp_path()), log_(std::make_shared<Log>()) {
     std::filesystem::create_directory(runtime_dir_);
     std::filesystem::permissions(runtime_dir_, std::filesystem::perms::owner_all);
-    setenv("XDG_RUNTIME_DIR", runtime_dir_.c_str(), 1);
+    enter_card_environment(runtime_dir_, options.driver_version);
     if (!options.log) {
         options.log = [log = log_](const std::string &line) {
             const std::lock_guard guard(log->mutex);
@@ -47,6 +47,7 @@ VirtualCards::~VirtualCards() {
 vcard::CardConfig VirtualCards::default_card() {
     vcard::CardConfig card;
     card.start_ms = 0;
+    card.reset_ms = 0;
     return card;
 }
 

@@ -1,4 +1,4 @@
-// Virtual cards in the test's own process (Linux only).
+// Virtual cards in the test's own process.
 #pragma once
 
 #include "support/temp_dir.h"
@@ -35,9 +35,10 @@ class VirtualCards {
     // Ends the server, as a card does that is pulled out. The folders stay.
     void stop();
 
-    // Value of XDG_RUNTIME_DIR; programs started by the test find the cards by it.
+    // Value of XDG_RUNTIME_DIR, by which programs that the test starts find the cards on Linux; on
+    // Windows everybody finds them.
     const std::filesystem::path &runtime_dir() const { return runtime_dir_; }
-    // Where the card sockets lie.
+    // Where the card sockets lie on Linux.
     std::filesystem::path socket_dir() const { return runtime_dir_ / "pci_tarn"; }
     // The working folder.
     const std::filesystem::path &work_dir() const { return work_.path(); }

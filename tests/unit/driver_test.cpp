@@ -2,9 +2,9 @@
 #include "pci_tarn/driver.h"
 #include "pci_tarn/status.h"
 #include "support/capture.h"
+#include "support/card_environment.h"
 #include "support/temp_dir.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -16,13 +16,7 @@ namespace {
 
 class NoCard : public testing::Test {
   protected:
-    NoCard() {
-        // Where the library looks for cards on Linux; nothing is there.
-        const std::string setting = "XDG_RUNTIME_DIR=" + folder_.path().string();
-        static char text[4096];
-        std::snprintf(text, sizeof(text), "%s", setting.c_str());
-        putenv(text);
-    }
+    NoCard() { tarn::test::enter_card_environment(folder_.path(), 0x0001000000000004); }
 
   private:
     TempDir folder_;

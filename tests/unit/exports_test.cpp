@@ -12,6 +12,7 @@ namespace {
 
 struct Export {
     const char *name;
+    const char *target; // the name itself, or what an alias stands for
     const char *kind;
     const char *family;
     const char *since;
@@ -19,7 +20,8 @@ struct Export {
 };
 
 const Export kExports[] = {
-#define X(name, kind, family, since, shown_by) {#name, kind, family, since, shown_by},
+#define X(name, target, kind, family, since, shown_by)                                             \
+    {name, target, kind, family, since, shown_by},
 #include "exports.inc"
 #undef X
 };

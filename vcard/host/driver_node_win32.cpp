@@ -28,15 +28,20 @@ OVERLAPPED *as_record(void *request) {
     return static_cast<OVERLAPPED *>(request);
 }
 
-// An event of the calling thread for requests that are waited for at once.
-HANDLE thread_event() {
-    struct Event {
-        HANDLE handle = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        ~Event() { CloseHandle(handle); }
-    };
-    thread_local const Event event;
-    return event.handle;
-}
+// For a request that is waited for at once. Made for each: the run time of MinGW loses what a
+// thread keeps for itself.
+class RequestEvent {
+  public:
+    RequestEvent() : handle_(CreateEventA(nullptr, FALSE, FALSE, nullptr)) {}
+    ~RequestEvent() { CloseHandle(handle_); }
+    RequestEvent(const RequestEvent &) = delete;
+    RequestEvent &operator=(const RequestEvent &) = delete;
+
+    [[nodiscard]] HANDLE get() const { return handle_; }
+
+  private:
+    HANDLE handle_;
+};
 
 std::string interface_path(HDEVINFO set, SP_DEVICE_INTERFACE_DATA &data) {
     DWORD size = 0;
@@ -96,8 +101,9 @@ DriverNode::~DriverNode() {
 
 bool DriverNode::control(uint32_t code, const void *input, size_t input_size, void *output,
                          size_t output_size) noexcept {
+    const RequestEvent over;
     OVERLAPPED request = {};
-    request.hEvent = thread_event();
+    request.hEvent = over.get();
     DWORD bytes = 0;
     // The input is only read, whatever the declaration says.
     if (DeviceIoControl(device_, code, const_cast<void *>(input), static_cast<DWORD>(input_size),

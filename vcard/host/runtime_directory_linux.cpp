@@ -1,4 +1,4 @@
-#include "vcard/host/runtime_directory_linux.h"
+#include "vcard/host/runtime_directory.h"
 
 #include "device/card_link_linux.h"
 
@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace tarn::vcard {
 
@@ -67,52 +68,61 @@ void make_runtime_directory(const std::string &directory, bool closed) {
     }
 }
 
-std::optional<pid_t> runtime_owner(const std::string &directory) {
+std::optional<int64_t> runtime_owner(const std::string &directory) {
     const int fd = open(owner_file(directory).c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         return std::nullopt;
     }
     struct flock lock = whole_file();
-    std::optional<pid_t> owner;
+    std::optional<int64_t> owner;
     char text[32] = {};
     // Until the owner has written its number, 0 stands for it.
     if (fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK &&
         read(fd, text, sizeof(text) - 1) >= 0) {
-        owner = static_cast<pid_t>(std::strtol(text, nullptr, 10));
+        owner = std::strtol(text, nullptr, 10);
     }
     close(fd);
     return owner;
 }
 
-RuntimeOwnership::RuntimeOwnership(const std::string &directory) : path_(owner_file(directory)) {
-    // A file that its last owner has removed meanwhile marks nothing: take the one with the name.
-    while (fd_ < 0 || !is_file_at(fd_, path_)) {
-        if (fd_ >= 0) {
-            close(fd_);
+struct RuntimeOwnership::State {
+    std::string path;
+    int fd = -1;
+    ~State() {
+        if (fd >= 0) {
+            close(fd);
         }
-        fd_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-        if (fd_ < 0) {
-            fail("cannot write " + path_, errno);
+    }
+};
+
+RuntimeOwnership::RuntimeOwnership(const std::string &directory)
+    : state_(std::make_unique<State>()) {
+    const std::string &path = state_->path = owner_file(directory);
+    int &fd = state_->fd;
+    // A file that its last owner has removed meanwhile marks nothing: take the one with the name.
+    while (fd < 0 || !is_file_at(fd, path)) {
+        if (fd >= 0) {
+            close(fd);
+        }
+        fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+        if (fd < 0) {
+            fail("cannot write " + path, errno);
         }
         struct flock lock = whole_file();
-        if (fcntl(fd_, F_OFD_SETLK, &lock) != 0) {
-            close(fd_);
-            const pid_t owner = runtime_owner(directory).value_or(0);
+        if (fcntl(fd, F_OFD_SETLK, &lock) != 0) {
+            const int64_t owner = runtime_owner(directory).value_or(0);
             throw std::runtime_error("tarn-vcard is already running in " + directory +
                                      (owner > 0 ? " (process " + std::to_string(owner) + ")" : ""));
         }
     }
     const std::string text = std::to_string(getpid()) + "\n";
-    if (ftruncate(fd_, 0) != 0 || write(fd_, text.data(), text.size()) < 0) {
-        const int error = errno;
-        close(fd_);
-        fail("cannot write " + path_, error);
+    if (ftruncate(fd, 0) != 0 || write(fd, text.data(), text.size()) < 0) {
+        fail("cannot write " + path, errno);
     }
 }
 
 RuntimeOwnership::~RuntimeOwnership() {
-    unlink(path_.c_str());
-    close(fd_);
+    unlink(state_->path.c_str());
 }
 
 } // namespace tarn::vcard

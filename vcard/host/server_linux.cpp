@@ -2,7 +2,7 @@
 
 #include "device/card_link_linux.h"
 #include "vcard/host/card_server_linux.h"
-#include "vcard/host/runtime_directory_linux.h"
+#include "vcard/host/runtime_directory.h"
 
 #include <algorithm>
 #include <cstdio>

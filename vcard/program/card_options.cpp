@@ -57,6 +57,9 @@ const std::vector<Key> &keys() {
         {"first-counter", "where all ring counters start",
          number("first-counter", &CardConfig::first_counter)},
         {"start-ms", "time that a bus start takes", number("start-ms", &CardConfig::start_ms)},
+        {"reset-ms", "time that a board reset takes", number("reset-ms", &CardConfig::reset_ms)},
+        {"wiring", "what digital inputs are wired to, as 0:pwm1+5:high", text(&CardConfig::wiring)},
+        {"flash", "file of the flash; none: lost at the end", text(&CardConfig::flash_file)},
         {"network", "ENI file of the network that is there; others are refused",
          text(&CardConfig::network_file)},
     };
@@ -89,6 +92,12 @@ void apply(CardConfig &card, const std::string &settings) {
                                         card_key_help());
         }
         key->set(card, setting.substr(sign + 1));
+    }
+}
+
+void make_absolute(std::string &path) {
+    if (!path.empty()) {
+        path = std::filesystem::absolute(path).string();
     }
 }
 
@@ -161,9 +170,10 @@ std::vector<CardConfig> make_cards(const CardOptions &options) {
         if (i < options.cards.size()) {
             apply(card, options.cards[i]);
         }
-        if (!card.network_file.empty()) {
-            // The background service works in another folder.
-            card.network_file = std::filesystem::absolute(card.network_file);
+        // The background service works in another folder.
+        make_absolute(card.network_file);
+        if (card.flash_file != kNoFlashFile) {
+            make_absolute(card.flash_file);
         }
         check(card);
         cards.push_back(card);

@@ -10,6 +10,9 @@
 
 namespace tarn::vcard {
 
+// Value of the key "flash" for a card without a file.
+inline constexpr char kNoFlashFile[] = "none";
+
 struct CardOptions {
     size_t count = 0;               // 0: as many as `cards` describes, at least one
     std::vector<std::string> cards; // KEY=VALUE,... for one card each

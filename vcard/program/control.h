@@ -1,9 +1,10 @@
-// The control socket of a running service: one request and one answer per connection.
+// The control channel of a running service: one request and one answer per connection. On Linux a
+// socket in the runtime directory, on Windows a named pipe that only the same user can open.
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace tarn::vcard {
@@ -28,15 +29,8 @@ class ControlServer {
     ControlServer &operator=(const ControlServer &) = delete;
 
   private:
-    void run() const;
-    void serve(int client) const;
-
-    std::string path_;
-    std::function<ControlAnswer(const ControlRequest &)> handler_;
-    std::function<void(const ControlRequest &)> after_answer_;
-    int listener_ = -1;
-    int stop_ = -1;
-    std::thread thread_;
+    struct State;
+    std::unique_ptr<State> state_;
 };
 
 // Asks the service of a directory. Throws std::runtime_error when there is none or it is silent.

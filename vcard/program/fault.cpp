@@ -19,6 +19,7 @@ constexpr Counter kCounters[] = {
     {"drop", &Faults::drop_replies},         {"duplicate", &Faults::duplicate_replies},
     {"stale", &Faults::stale_replies},       {"corrupt", &Faults::corrupt_replies},
     {"oversize", &Faults::oversize_replies}, {"delay", &Faults::delay_ms},
+    {"stop-after", &Faults::stop_after},
 };
 
 struct Switch {
@@ -85,6 +86,7 @@ const std::vector<FaultKind> &fault_kinds() {
         {"status", "CODE", "answer requests with this status instead of serving them"},
         {"refuse-chunks", "on|off", "refuse file data"},
         {"stop-draining", "on|off", "leave requests in the rings"},
+        {"stop-after", "N", "the same once N more requests are answered"},
         {"no-interrupts", "on|off", "raise no interrupts"},
         {"unplug", "SLAVE", "take a slave of the running bus away"},
         {"safeop-error", "SLAVE", "let a slave of the running bus fall back to SAFEOP"},

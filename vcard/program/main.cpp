@@ -1,12 +1,16 @@
 // tarn-vcard: EtherCAT master cards in software.
 #include "vcard/bus/make_eni.h"
-#include "vcard/host/runtime_directory_linux.h"
+#include "vcard/card/wiring.h"
+#include "vcard/firmware/update_image.h"
+#include "vcard/host/runtime_directory.h"
 #include "vcard/program/card_options.h"
 #include "vcard/program/fault.h"
+#include "vcard/program/platform.h"
 #include "vcard/program/service.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -38,11 +42,16 @@ struct Program {
     std::vector<std::string> slaves;
     std::string output = "-";
     bool list_kinds = false;
+    ImageOptions image;
+    std::string input_card = "0";
+    std::string input;
+    std::string input_source;
     std::string fault_card = "0";
     std::string fault_channel = "0";
     std::string fault_argument;
     std::string fault_command = "0";
     std::string fault_count = "1";
+    std::vector<std::string> arguments; // behind the command
     std::function<int()> run;
 
     [[nodiscard]] std::string runtime_directory() const {
@@ -50,7 +59,8 @@ struct Program {
                                  : std::filesystem::absolute(directory).string();
     }
     [[nodiscard]] ServiceOptions service() const {
-        return {runtime_directory(), make_cards(cards), parse_driver_version(driver_version)};
+        return {runtime_directory(), make_cards(cards), parse_driver_version(driver_version),
+                arguments};
     }
 };
 
@@ -62,12 +72,7 @@ CLI::App *add_command(Program &program, const char *name, const char *text,
 }
 
 void add_directory(Program &program, CLI::App *command) {
-    command
-        ->add_option("--dir", program.directory,
-                     "Folder of the sockets, the pid file and the log. The library looks in "
-                     "$XDG_RUNTIME_DIR/pci_tarn (/tmp/pci_tarn-UID without that variable), then in "
-                     "/run/pci_tarn")
-        ->type_name("DIR");
+    command->add_option("--dir", program.directory, kDirectoryHelp)->type_name("DIR");
 }
 
 void add_card_options(Program &program, CLI::App *command) {
@@ -90,9 +95,7 @@ void add_card_options(Program &program, CLI::App *command) {
                      "ENI file of the network that all cards are wired to; without it each card "
                      "makes the network that it is told of")
         ->type_name("FILE");
-    command->add_option("--driver-version", program.driver_version, "What the driver says it is")
-        ->type_name("A.B.C.D")
-        ->capture_default_str();
+    add_driver_options(*command, program.driver_version);
     command->footer("Keys of a card:\n" + card_key_help() +
                     "\nExamples:\n"
                     "  tarn-vcard " +
@@ -145,6 +148,7 @@ MakeEniSlave parse_slave(const std::string &text) {
 
 void write_file(const std::string &path, const std::string &text) {
     if (path == "-") {
+        set_binary_output();
         std::cout << text << std::flush;
         return;
     }
@@ -279,15 +283,90 @@ void add_fault(Program &program) {
                   "  tarn-vcard fault clear");
 }
 
+// ---- make-image ------------------------------------------------------------------------------
+
+int make_image_command(const Program &program) {
+    const std::vector<uint8_t> image = make_update_image(program.image);
+    write_file(program.output, {image.begin(), image.end()});
+    return kSuccess;
+}
+
+void add_make_image(Program &program) {
+    ImageOptions &image = program.image;
+    CLI::App *command =
+        add_command(program, "make-image", "Write a firmware image that a card takes as an update",
+                    [&program] { return make_image_command(program); });
+    command->add_option("-o,--output", program.output, "File to write; - is standard output")
+        ->type_name("FILE")
+        ->required();
+    command->add_option("--version", image.version, "Firmware version that the card shows then")
+        ->type_name("TEXT")
+        ->required();
+    command->add_option("--model", image.model, "Card model that the image is for")
+        ->type_name("TEXT")
+        ->capture_default_str();
+    command->add_option("--size", image.size, "Bytes of the file")
+        ->type_name("N")
+        ->capture_default_str();
+    std::string kinds;
+    for (const ImageKind &kind : broken_image_kinds()) {
+        std::string name = kind.name;
+        name.resize(16, ' ');
+        kinds += "  " + name + kind.text + "\n";
+    }
+    command->add_option("--broken", image.broken, "Break the image in one way")->type_name("KIND");
+    command->footer("Kinds of broken images:\n" + kinds +
+                    "\nExamples:\n"
+                    "  tarn-vcard make-image --version 1.14.0 -o update.bin\n"
+                    "  tarn-vcard make-image --version 1.14.0 --size 9437184 -o large.bin\n"
+                    "  tarn-vcard make-image --version 1.14.0 --broken checksum -o bad.bin");
+}
+
+// ---- input -----------------------------------------------------------------------------------
+
+int input_command(const Program &program) {
+    Wiring().apply(program.input + ":" + program.input_source);
+    wire_input(program.runtime_directory(), parse_number("card", program.input_card), program.input,
+               program.input_source);
+    return kSuccess;
+}
+
+void add_input(Program &program) {
+    CLI::App *command =
+        add_command(program, "input", "Wire a digital input of a card of the running service",
+                    [&program] { return input_command(program); });
+    add_directory(program, command);
+    command->add_option("--card", program.input_card, "Number of the card")
+        ->type_name("N")
+        ->capture_default_str();
+    command->add_option("INPUT", program.input, "Input, 0 to 31, or all")
+        ->type_name("")
+        ->required();
+    command
+        ->add_option("SOURCE", program.input_source,
+                     "out0 to out31, pwm0 to pwm3, pulse0 to pulse3, high, low, open, or straight "
+                     "(the output of the same number)")
+        ->type_name("")
+        ->required();
+    command->footer("Examples:\n"
+                    "  tarn-vcard input 3 high\n"
+                    "  tarn-vcard input --card 1 0 pulse2\n"
+                    "  tarn-vcard input all straight");
+}
+
 int run(int argc, char **argv) {
     Program program;
     program.app.require_subcommand(0,
                                    1); // a missing command is reported below, a wrong one as such
     program.app.footer("tarn-vcard COMMAND --help explains a command and gives examples.\n"
                        "Exit status: 0 success, 1 failure, 2 wrong usage.");
+    program.arguments.assign(argv + std::min(argc, 2), argv + argc);
     add_service_commands(program);
+    add_driver_commands(program.app, program.run);
     add_make_eni(program);
+    add_make_image(program);
     add_fault(program);
+    add_input(program);
     try {
         program.app.parse(argc, argv);
         if (!program.run) {

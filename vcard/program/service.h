@@ -13,12 +13,15 @@ struct ServiceOptions {
     std::string directory; // runtime directory
     std::vector<CardConfig> cards;
     uint64_t driver_version = 0;
+    // What the command line says behind the name of the command, for a system that starts the
+    // program once more.
+    std::vector<std::string> arguments;
 };
 
 // Each returns when its work is done and throws std::runtime_error with a text for the user when it
 // could not be done.
 
-// Serves until a signal asks it to end.
+// Serves until Ctrl-C, a signal or stop_service() asks it to end.
 void run_service(const ServiceOptions &options);
 
 // Starts a process that serves; the cards can be opened when this returns.
@@ -33,5 +36,9 @@ bool print_status(const std::string &directory);
 // Sends a fault to the running service.
 void send_fault(const std::string &directory, uint32_t card, uint32_t channel,
                 const std::vector<std::string> &words);
+
+// Wires a digital input of a card of the running service, or "all" of them.
+void wire_input(const std::string &directory, uint32_t card, const std::string &input,
+                const std::string &source);
 
 } // namespace tarn::vcard

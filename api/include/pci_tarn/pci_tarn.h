@@ -14,5 +14,6 @@
 #include "pci_tarn/shared.h"
 #include "pci_tarn/status.h"
 #include "pci_tarn/types.h"
+#include "pci_tarn/version.h"
 
 #endif

@@ -4,6 +4,7 @@
 #include "base/console.h"
 #include "base/lock_guard.h"
 #include "base/os.h"
+#include "board/host_clock.h"
 #include "channel/file_transfer.h"
 #include "master/exchange.h"
 #include "pci_tarn/board.h"
@@ -23,7 +24,6 @@ constexpr uint32_t kBusStopTimeoutMs = 20'000;
 constexpr uint32_t kStopWordSettleUs = 200'000;
 constexpr int kStopRounds = 3;
 constexpr uint32_t kStopWordInterface = 2; // from this interface version on there is a stop word
-constexpr uint64_t kNsPerSecond = 1'000'000'000;
 
 uint32_t *work_count(const EcatHandle &handle) {
     return &handle.control->work_count;
@@ -49,19 +49,10 @@ uint32_t request_stop(EcatHandle &handle) {
     return transact_locked(handle.primary, {.code = Command::BusStop}, kBusStopTimeoutMs);
 }
 
-// Seconds that local time is ahead of UTC, taken at one fixed instant, a 13th at 00:00 UTC. West
-// of Greenwich it is still the 12th then, so the day term makes the result negative. The card
-// expects the offset of that instant, not today's.
-int64_t local_offset_s() {
-    constexpr int64_t kInstant = 1739404800;
-    const std::tm local = os::local_time(kInstant);
-    return ((local.tm_hour + (local.tm_mday - 13) * 24) * 60 + local.tm_min) * 60 + local.tm_sec;
-}
-
 void set_board_clock(const EcatHandle &handle) {
     auto &config = *static_cast<ConfigBlock *>(handle.board->bar[2]);
     card::store64(&config.host_time_ns, static_cast<uint64_t>(os::utc_seconds()) * kNsPerSecond);
-    card::store64(&config.local_offset_s, static_cast<uint64_t>(local_offset_s()));
+    card::store64(&config.local_offset_s, static_cast<uint64_t>(int64_t{local_offset_s()}));
 }
 
 uint32_t send_eni(EcatHandle &handle, const char *eni_path) {

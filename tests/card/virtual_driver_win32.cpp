@@ -1,0 +1,415 @@
+// The kernel driver of the virtual cards: it checks what it is given and survives both sides.
+#include "driver_fixture.h"
+#include "pci_tarn/driver.h"
+#include "raw_card_win32.h"
+#include "support/process.h"
+#include "support/this_process.h"
+#include "vcard/host/device_nodes_win32.h"
+
+#include <cstring>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <list>
+#include <thread>
+
+using namespace tarn;
+using test::RawCard;
+using test::RawUser;
+using test::RawWait;
+using test::words;
+
+namespace {
+
+constexpr DWORD kPatience = 20000;
+constexpr DWORD kShort = 20;
+
+// ---- who is the card -------------------------------------------------------------------------
+
+TEST(VirtualDriver, OneProcessIsTheCard) {
+    const RawCard card;
+    vcard::DriverNode second(vcard::driver_node_paths().at(0));
+    EXPECT_FALSE(second.attach(test::kRawBarSizes));
+}
+
+TEST(VirtualDriver, NodeIsFreeWhenTheCardHasGone) {
+    { const RawCard first; }
+    const RawCard second;
+}
+
+TEST(VirtualDriver, NodesAreIndependent) {
+    const RawCard card;
+    vcard::DriverNode other(vcard::driver_node_paths().at(1));
+    EXPECT_TRUE(other.attach(test::kRawBarSizes));
+    EXPECT_EQ(EtherCATGetCount(), 1U); // the other one is not shown
+}
+
+TEST(VirtualDriver, CardIsPresentOnlyWhileItIsShown) {
+    RawCard card;
+    EXPECT_EQ(EtherCATGetCount(), 1U);
+    RawUser user;
+    EXPECT_NE(user.control(vcard::kShow, words({0})), 0U); // not the card
+    EXPECT_EQ(EtherCATGetCount(), 1U);
+}
+
+TEST(VirtualDriver, AttachingNeedsTheVersionOfTheDriver) {
+    RawUser user;
+    EXPECT_NE(user.control(vcard::kAttach, words({2, 0x1000, 0, 0, 0, 0, 0})), 0U);
+    EXPECT_NE(user.control(vcard::kAttach, words({0, 0x1000, 0, 0, 0, 0, 0})), 0U);
+}
+
+TEST(VirtualDriver, BarSizesAreWholePagesUpToTheLimit) {
+    RawUser user;
+    EXPECT_NE(user.control(vcard::kAttach, words({1, 0xFFF, 0, 0, 0, 0, 0})), 0U);
+    EXPECT_NE(user.control(vcard::kAttach, words({1, 0, 0, 0, 0, 0, vcard::kBarLimit + 0x1000})),
+              0U);
+    EXPECT_EQ(user.control(vcard::kAttach, words({1, 0, 0, 0, 0, 0, vcard::kBarLimit})), 0U);
+}
+
+TEST(VirtualDriver, RequestsOfTheFirmwareNeedItsHandle) {
+    const RawCard card;
+    RawUser user;
+    EXPECT_EQ(user.control(vcard::kShow, words({1})), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(user.control(vcard::kRaise, words({1})), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(user.control(vcard::kNextEvent, {}, 20), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(user.control(vcard::kFetch, words({1, 0, 4}), 4), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(user.control(vcard::kStore, words({1, 0, 4, 0})), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(user.control(vcard::kComplete, words({1, 1, 0})), ERROR_ACCESS_DENIED);
+}
+
+// ---- lengths and numbers ---------------------------------------------------------------------
+
+struct WrongLength {
+    uint32_t code;
+    size_t input;
+    size_t output;
+};
+
+TEST(VirtualDriver, EveryRequestIsRefusedWithAnotherLength) {
+    const RawCard card;
+    RawUser user;
+    const std::vector<WrongLength> requests = {
+        {0x222006, 7, 4},  {0x222006, 9, 4},  {0x222006, 0, 4},  {0x222009, 7, 4},
+        {0x222009, 9, 4},  {0x22200D, 3, 0},  {0x22200D, 5, 0},  {0x22200D, 0, 0},
+        {0x22200D, 4, 1},  {0x222012, 3, 8},  {0x222012, 5, 8},  {0x222012, 4, 7},
+        {0x222012, 4, 9},  {0x222012, 4, 0},  {0x222015, 8, 0},  {0x222015, 10, 0},
+        {0x222015, 16, 0}, {0x222404, 27, 0}, {0x222404, 29, 0}, {0x222404, 0, 0},
+    };
+    for (const WrongLength &request : requests) {
+        EXPECT_NE(user.control(request.code, std::vector<uint8_t>(request.input), request.output),
+                  0U)
+            << std::hex << request.code << " " << request.input << " " << request.output;
+    }
+    EXPECT_EQ(user.control(0x222012, words({0}), 8), 0U); // it lives
+}
+
+TEST(VirtualDriver, FirmwaresRequestsAreRefusedWithAnotherLength) {
+    RawUser card;
+    ASSERT_EQ(card.control(vcard::kAttach, words({1, 0x1000, 0, 0, 0, 0, 0})), 0U);
+    const std::vector<WrongLength> requests = {
+        {vcard::kShow, 3, 0},       {vcard::kShow, 5, 0},       {vcard::kRaise, 0, 0},
+        {vcard::kRaise, 8, 0},      {vcard::kNextEvent, 0, 19}, {vcard::kNextEvent, 0, 21},
+        {vcard::kNextEvent, 4, 20}, {vcard::kFetch, 11, 4},     {vcard::kFetch, 13, 4},
+        {vcard::kStore, 11, 0},     {vcard::kComplete, 11, 0},  {vcard::kComplete, 13, 0},
+    };
+    for (const WrongLength &request : requests) {
+        EXPECT_NE(card.control(request.code, std::vector<uint8_t>(request.input), request.output),
+                  0U)
+            << std::hex << request.code << " " << request.input << " " << request.output;
+    }
+    EXPECT_NE(card.control(vcard::kShow, words({2})), 0U);
+    EXPECT_NE(card.control(vcard::kRaise, words({8})), 0U);
+    EXPECT_NE(card.control(vcard::kRaise, words({0xFFFFFFFF})), 0U);
+}
+
+TEST(VirtualDriver, UnknownCodesAreRefused) {
+    const RawCard card;
+    RawUser user;
+    for (const uint32_t code : {0x222000U, 0x222002U, 0x22200EU, 0x222400U, 0x222420U, 0U}) {
+        EXPECT_NE(user.control(code, words({1, 2}), 8), 0U) << std::hex << code;
+    }
+}
+
+TEST(VirtualDriver, NumbersBeyondTheLastAreRefused) {
+    const RawCard card;
+    RawUser user;
+    EXPECT_NE(user.control(0x22200D, words({8})), 0U);
+    EXPECT_NE(user.control(0x22200D, words({0xFFFFFFFF})), 0U);
+    EXPECT_NE(user.control(0x222012, words({6}), 8), 0U);
+    EXPECT_NE(user.control(0x222012, words({0xFFFFFFFF}), 8), 0U);
+    EXPECT_NE(user.control(0x222012, words({1}), 8), 0U); // the card has no such BAR
+    EXPECT_EQ(user.control(0x222012, words({2}), 8), 0U);
+}
+
+TEST(VirtualDriver, OnlyTheHandlesOwnMappingsAreUnmapped) {
+    const RawCard card;
+    RawUser first;
+    RawUser second;
+    ASSERT_EQ(first.control(0x222012, words({0}), 8), 0U);
+    std::vector<uint8_t> unmap = {0};
+    unmap.insert(unmap.end(), first.answer.begin(), first.answer.end());
+    EXPECT_NE(second.control(0x222015, unmap), 0U);
+    unmap[0] = 2; // another BAR
+    EXPECT_NE(first.control(0x222015, unmap), 0U);
+    unmap[0] = 0;
+    EXPECT_EQ(first.control(0x222015, unmap), 0U);
+    EXPECT_NE(first.control(0x222015, unmap), 0U); // it is gone
+}
+
+TEST(VirtualDriver, MappingsOfOneHandleAreLimited) {
+    const RawCard card;
+    RawUser user;
+    for (int i = 0; i < 64; ++i) {
+        ASSERT_EQ(user.control(0x222012, words({0}), 8), 0U) << i;
+    }
+    EXPECT_NE(user.control(0x222012, words({0}), 8), 0U);
+}
+
+TEST(VirtualDriver, MappingsGoWithTheHandle) {
+    const RawCard card;
+    void *address = nullptr;
+    {
+        RawUser user;
+        ASSERT_EQ(user.control(0x222012, words({0}), 8), 0U);
+        std::memcpy(&address, user.answer.data(), sizeof(address));
+        ASSERT_TRUE(test::is_mapped(address));
+    }
+    EXPECT_TRUE(test::eventually([address] { return !test::is_mapped(address); }));
+}
+
+// ---- transfers -------------------------------------------------------------------------------
+
+// A DMA of a user, waiting for the card.
+struct PendingDma {
+    explicit PendingDma(const RawUser &user, bool write, uint32_t length)
+        : device(user.handle()), data(length) {
+        for (uint32_t i = 0; i < length; ++i) {
+            data[i] = static_cast<uint8_t>(i * 7);
+        }
+        request.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        request.Offset = 0x1234;
+        if (write) {
+            WriteFile(device, data.data(), length, nullptr, &request);
+        } else {
+            ReadFile(device, data.data(), length, nullptr, &request);
+        }
+    }
+    ~PendingDma() {
+        DWORD bytes = 0;
+        CancelIoEx(device, &request);
+        GetOverlappedResult(device, &request, &bytes, TRUE);
+        CloseHandle(request.hEvent);
+    }
+    bool over(DWORD timeout_ms) const {
+        return WaitForSingleObject(request.hEvent, timeout_ms) == WAIT_OBJECT_0;
+    }
+    HANDLE device;
+    std::vector<uint8_t> data;
+    OVERLAPPED request = {};
+};
+
+TEST(VirtualDriver, TransferIsDescribedAndMovedPieceByPiece) {
+    RawCard card;
+    const RawUser user;
+    const PendingDma dma(user, true, 150'000);
+    const vcard::FirmwareEvent transfer = card.next_transfer();
+    EXPECT_EQ(transfer.kind, vcard::kDmaWrite);
+    EXPECT_EQ(transfer.first, 0x1234U);
+    EXPECT_EQ(transfer.length, 150'000U);
+    std::vector<uint8_t> seen(150'000);
+    EXPECT_TRUE(card.node().fetch(transfer, seen));
+    EXPECT_EQ(seen, dma.data);
+    EXPECT_FALSE(dma.over(0));
+    EXPECT_TRUE(card.node().complete(transfer, true, 150'000));
+    EXPECT_TRUE(dma.over(kPatience));
+}
+
+TEST(VirtualDriver, PiecesStayInsideTheTransfer) {
+    RawUser card;
+    ASSERT_EQ(card.control(vcard::kAttach, words({1, 0x1000, 0, 0, 0, 0, 0})), 0U);
+    const RawUser user;
+    const PendingDma dma(user, true, 100);
+    ASSERT_EQ(card.control(vcard::kNextEvent, {}, 20), 0U);
+    uint32_t id = 0;
+    std::memcpy(&id, card.answer.data() + 4, sizeof(id));
+    EXPECT_NE(card.control(vcard::kFetch, words({id, 97, 4}), 4), 0U);
+    EXPECT_NE(card.control(vcard::kFetch, words({id, 101, 0}), 0), 0U);
+    EXPECT_NE(card.control(vcard::kFetch, words({id, 0xFFFFFFFF, 4}), 4), 0U);
+    EXPECT_NE(card.control(vcard::kFetch, words({id, 0, 101}), 101), 0U);
+    EXPECT_NE(card.control(vcard::kFetch, words({id, 0, 4}), 8), 0U);
+    EXPECT_NE(card.control(vcard::kFetch, words({id + 1, 0, 4}), 4), 0U);
+    EXPECT_NE(card.control(vcard::kStore, words({id, 0, 4, 0})), 0U); // the other way round
+    EXPECT_NE(card.control(vcard::kComplete, words({id, 1, 101})), 0U);
+    EXPECT_NE(card.control(vcard::kComplete, words({id + 1, 1, 0})), 0U);
+    EXPECT_EQ(card.control(vcard::kFetch, words({id, 96, 4}), 4), 0U);
+    EXPECT_EQ(card.control(vcard::kComplete, words({id, 1, 100})), 0U);
+    EXPECT_NE(card.control(vcard::kComplete, words({id, 1, 100})), 0U); // over
+    EXPECT_TRUE(dma.over(kPatience));
+}
+
+TEST(VirtualDriver, StoredPiecesStayInsideTheTransfer) {
+    RawUser card;
+    ASSERT_EQ(card.control(vcard::kAttach, words({1, 0x1000, 0, 0, 0, 0, 0})), 0U);
+    const RawUser user;
+    const PendingDma dma(user, false, 8);
+    ASSERT_EQ(card.control(vcard::kNextEvent, {}, 20), 0U);
+    uint32_t id = 0;
+    std::memcpy(&id, card.answer.data() + 4, sizeof(id));
+    EXPECT_NE(card.control(vcard::kStore, words({id, 6, 4, 1})), 0U);
+    EXPECT_NE(card.control(vcard::kStore, words({id, 0, 8, 1})), 0U); // fewer bytes than it says
+    EXPECT_NE(card.control(vcard::kStore, words({id, 0, 0xFFFFFFFF, 1})), 0U);
+    EXPECT_NE(card.control(vcard::kFetch, words({id, 0, 4}), 4), 0U); // the other way round
+    EXPECT_EQ(card.control(vcard::kStore, words({id, 4, 4, 0x04030201})), 0U);
+    EXPECT_EQ(card.control(vcard::kComplete, words({id, 1, 8})), 0U);
+    ASSERT_TRUE(dma.over(kPatience));
+    EXPECT_EQ(dma.data[4], 1);
+    EXPECT_EQ(dma.data[7], 4);
+}
+
+TEST(VirtualDriver, EveryTransferIsToldOnce) {
+    RawCard card;
+    const RawUser user;
+    const PendingDma first(user, true, 4);
+    const PendingDma second(user, true, 8);
+    const uint32_t one = card.next_transfer().id;
+    const uint32_t two = card.next_transfer().id;
+    EXPECT_NE(one, two);
+    EXPECT_EQ(WaitForSingleObject(card.node().event(), kShort), WAIT_TIMEOUT);
+}
+
+// ---- interrupts ------------------------------------------------------------------------------
+
+TEST(VirtualDriver, EachOfSeveralWaitersIsWoken) {
+    RawCard card;
+    const RawUser first;
+    const RawUser second;
+    std::list<RawWait> waits;
+    for (const RawUser *user : {&first, &first, &second, &second}) {
+        ASSERT_TRUE(waits.emplace_back(*user, 4).issued());
+    }
+    card.node().raise(4);
+    for (RawWait &wait : waits) {
+        DWORD error = 1;
+        EXPECT_TRUE(wait.over(kPatience, error));
+        EXPECT_EQ(error, 0U);
+    }
+}
+
+TEST(VirtualDriver, EveryInterruptHasWaitersOfItsOwn) {
+    RawCard card;
+    const RawUser user;
+    std::list<RawWait> waits;
+    for (uint32_t number = 0; number < 8; ++number) {
+        waits.emplace_back(user, number);
+    }
+    uint32_t number = 0;
+    for (RawWait &wait : waits) {
+        DWORD error = 1;
+        EXPECT_FALSE(wait.over(0, error)) << number;
+        card.node().raise(number++);
+        EXPECT_TRUE(wait.over(kPatience, error)) << number;
+    }
+}
+
+TEST(VirtualDriver, CancelledWaitIsOverAndTakesNoInterrupt) {
+    RawCard card;
+    const RawUser user;
+    RawWait cancelled(user, 1);
+    RawWait stays(user, 1);
+    EXPECT_TRUE(cancelled.cancel());
+    DWORD error = 0;
+    ASSERT_TRUE(cancelled.over(kPatience, error));
+    EXPECT_EQ(error, ERROR_OPERATION_ABORTED);
+    card.node().raise(1);
+    ASSERT_TRUE(stays.over(kPatience, error));
+    EXPECT_EQ(error, 0U);
+}
+
+TEST(VirtualDriver, WaitsOfOneHandleAreLimited) {
+    const RawCard card;
+    const RawUser user;
+    std::list<RawWait> waits;
+    for (int i = 0; i < 256; ++i) {
+        ASSERT_TRUE(waits.emplace_back(user, 0).issued()) << i;
+    }
+    EXPECT_FALSE(waits.emplace_back(user, 0).issued());
+}
+
+TEST(VirtualDriver, HandleThatIsClosedEndsItsWaits) {
+    RawCard card;
+    {
+        const RawUser user;
+        for (int i = 0; i < 10; ++i) {
+            // Never looked at again; the records stay.
+            auto *request = new OVERLAPPED{};
+            static const uint32_t number = 3;
+            DeviceIoControl(user.handle(), 0x22200D, const_cast<uint32_t *>(&number), 4, nullptr, 0,
+                            nullptr, request);
+        }
+    }
+    card.node().raise(3);
+    const RawUser other;
+    RawWait wait(other, 3);
+    card.node().raise(3);
+    DWORD error = 1;
+    EXPECT_TRUE(wait.over(kPatience, error));
+    EXPECT_EQ(error, 0U);
+}
+
+TEST(VirtualDriver, WaitTellsTheFirmwareThatADoorbellMayHaveRung) {
+    RawCard card;
+    const RawUser user;
+    const RawWait wait(user, 0);
+    EXPECT_EQ(card.next_event().kind, vcard::kKick);
+}
+
+// ---- cards that go ---------------------------------------------------------------------------
+
+TEST(VirtualDriver, CardThatGoesEndsWaitsAndTransfers) {
+    auto card = std::make_unique<RawCard>();
+    const RawUser user;
+    RawWait wait(user, 2);
+    const PendingDma dma(user, true, 64);
+    card.reset();
+    DWORD error = 0;
+    ASSERT_TRUE(wait.over(kPatience, error));
+    EXPECT_NE(error, 0U);
+    ASSERT_TRUE(dma.over(kPatience));
+    EXPECT_EQ(EtherCATGetCount(), 0U);
+}
+
+TEST(VirtualDriver, UserOfACardThatHasGoneIsNoUserOfTheNextOne) {
+    auto first = std::make_unique<RawCard>();
+    RawUser old;
+    ASSERT_EQ(old.control(0x222012, words({0}), 8), 0U);
+    first.reset();
+    RawCard second;
+    EXPECT_NE(old.control(0x222012, words({2}), 8), 0U);
+    EXPECT_FALSE(RawWait(old, 1).issued());
+    RawUser fresh;
+    EXPECT_EQ(fresh.control(0x222012, words({2}), 8), 0U);
+}
+
+TEST(VirtualDriver, MemoryOfANewCardIsEmpty) {
+    {
+        RawCard first;
+        first.node().map(0)[5] = 0xA5;
+    }
+    RawCard second;
+    EXPECT_EQ(second.node().map(0)[5], 0);
+}
+
+TEST(VirtualDriver, CardsComeAndGoManyTimes) {
+    for (int i = 0; i < 200; ++i) {
+        RawCard card;
+        RawUser user;
+        ASSERT_EQ(user.control(0x222012, words({0}), 8), 0U) << i;
+    }
+    EXPECT_EQ(EtherCATGetCount(), 0U);
+}
+
+TEST(VirtualDriver, HasANodeForEveryCard) {
+    EXPECT_EQ(vcard::driver_node_paths().size(), vcard::kMaxDeviceNodes);
+    EXPECT_EQ(vcard::device_node_count(), vcard::kMaxDeviceNodes);
+}
+
+} // namespace

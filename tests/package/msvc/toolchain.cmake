@@ -1,0 +1,17 @@
+# clang as a compiler that works as MSVC does, without an SDK: programs bring their own entry point
+# and link with what SYSTEM_LIBRARY names.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR AMD64)
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+foreach(language C CXX)
+  set(CMAKE_${language}_COMPILER_TARGET x86_64-pc-windows-msvc)
+  set(CMAKE_${language}_COMPILER_WORKS ON)
+  set(CMAKE_${language}_STANDARD_LIBRARIES ${SYSTEM_LIBRARY})
+endforeach()
+set(CMAKE_C_COMPILER clang)
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_RC_COMPILER llvm-rc)
+set(CMAKE_MT llvm-mt)
+set(CMAKE_C_FLAGS_INIT "-ffreestanding")
+set(CMAKE_CXX_FLAGS_INIT "-ffreestanding -fno-exceptions -fno-rtti")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-nostdlib -Wl,/nodefaultlib,/entry:start")

@@ -1,0 +1,137 @@
+"""The Python binding on a virtual card, whose ENI file io.xml lies in the current directory."""
+import ctypes
+import subprocess
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+import pci_tarn
+from pci_tarn import _generated, _library
+
+ROOT = Path(__file__).resolve().parent.parent.parent
+
+
+def listed(kind):
+    rows = [line.split() for line in (ROOT / "api/exports.txt").read_text().splitlines()]
+    return [row[0] for row in rows if len(row) == 5 and row[1] == kind]
+
+
+class Declarations(unittest.TestCase):
+    def test_every_function_of_the_list_is_bound(self):
+        self.assertEqual(sorted(listed("func")), sorted(pci_tarn.functions))
+        for name in listed("func"):
+            self.assertIs(getattr(pci_tarn, name), pci_tarn.functions[name])
+            self.assertTrue(hasattr(pci_tarn.library, name), name)
+            self.assertIsNotNone(pci_tarn.functions[name].argtypes, name)
+
+    def test_a_function_that_the_library_lacks_fails_when_it_is_called(self):
+        with self.assertRaisesRegex(NotImplementedError, r"libpci_tarn.so has no EcatNoSuch\(\)"):
+            _library._bind("EcatNoSuch", None, [], False)()
+
+    def test_every_datum_of_the_list_can_be_read(self):
+        for name in listed("data"):
+            pci_tarn.datum(name)
+        self.assertEqual(pci_tarn.datum("__proc_id").value, 1)
+        self.assertEqual(
+            pci_tarn.datum("mailbox_mutex")[3][1][0], pci_tarn.getMutex_mailbox(3, 1, 0)
+        )
+
+    def test_records_are_laid_out_as_in_c(self):
+        headers = ["stddef.h", "pci_tarn/pci_tarn.h", "cjson/cJSON.h"]
+        lines = [f"#include <{header}>" for header in headers]
+        for name, record in vars(_generated).items():
+            if isinstance(record, type) and issubclass(record, ctypes.Structure):
+                for field in getattr(record, "_fields_", []):
+                    offset = getattr(record, field[0]).offset
+                    lines.append(f'_Static_assert(offsetof({name}, {field[0]}) == {offset}, "");')
+                if hasattr(record, "_fields_"):
+                    lines.append(f'_Static_assert(sizeof({name}) == {ctypes.sizeof(record)}, "");')
+        self.assertGreater(len(lines), 100)
+        with tempfile.TemporaryDirectory() as folder:
+            source = Path(folder) / "records.c"
+            source.write_text("\n".join(lines) + "\n")
+            subprocess.run(
+                ["gcc", "-std=c11", "-fsyntax-only", f"-I{ROOT}/api/include",
+                 f"-I{ROOT}/build/deps/include", str(source)],
+                check=True,
+            )
+
+    def test_arguments_of_the_wrong_number_or_type_are_refused(self):
+        with self.assertRaises(TypeError):
+            pci_tarn.EcatOpen()
+        with self.assertRaises(ctypes.ArgumentError):
+            pci_tarn.EcatClose("no handle")
+        with self.assertRaises((ctypes.ArgumentError, ValueError)):
+            pci_tarn.Channel("a\0b")
+
+    def test_binding_and_header_have_one_version(self):
+        project = (ROOT / "bindings/python/pyproject.toml").read_text()
+        self.assertIn(f'\nversion = "{pci_tarn.PCI_TARN_VERSION}"\n', project)
+        self.assertTrue(pci_tarn.library_version().startswith(pci_tarn.PCI_TARN_VERSION + "["))
+
+    def test_status_codes_have_their_names(self):
+        self.assertEqual(pci_tarn.Status(80013), pci_tarn.Status.E_HANDLE)
+        self.assertEqual(pci_tarn.AlStatus.NO_MEMORY, 2)
+        self.assertEqual(pci_tarn.ECAT_PI_SHADOW_INPUT, 4)
+
+
+class Errors(unittest.TestCase):
+    def test_an_error_carries_code_text_and_function(self):
+        with self.assertRaises(pci_tarn.PciTarnError) as caught:
+            pci_tarn.Channel("nobody")
+        self.assertEqual(caught.exception.code, 80004)
+        self.assertEqual(caught.exception.text, "Device not find")
+        self.assertEqual(caught.exception.function, "EcatOpen")
+        self.assertEqual(str(caught.exception), "EcatOpen: Device not find (80004)")
+
+    def test_a_value_is_no_error(self):
+        self.assertEqual(pci_tarn.EtherCATGetCount(), 1)
+        self.assertEqual(pci_tarn.EcatErrorGetErrorMessage(80013), "Invalid handle")
+
+    def test_a_closed_channel_is_an_invalid_handle(self):
+        channel = pci_tarn.Channel()
+        channel.close()
+        channel.close()
+        with self.assertRaises(pci_tarn.PciTarnError) as caught:
+            channel.slave_count()
+        self.assertEqual(caught.exception.code, pci_tarn.Status.E_HANDLE)
+
+
+class OnACard(unittest.TestCase):
+    def test_the_version_of_the_library_is_told(self):
+        self.assertRegex(pci_tarn.library_version(), r"^\d+\.\d+\.\d+\[.+\]$")
+
+    def test_cards_are_listed(self):
+        self.assertEqual([board.name for board in pci_tarn.boards()], [b"tarn0"])
+
+    def test_a_bus_runs_between_start_and_stop(self):
+        fractions = []
+        with pci_tarn.Channel("tarn0", 1) as channel:
+            channel.start(Path("io.xml"), fractions.append)
+            self.assertTrue(channel.running())
+            self.assertEqual(channel.slave_count(), 8)
+            self.assertEqual(channel.slave_state(0), pci_tarn.ECAT_STATE_OP)
+            channel.write(bytes(range(8)))
+            while channel.read(8) != bytes(range(8)):
+                time.sleep(0.001)  # until the bus has brought them back
+            channel.stop()
+            self.assertFalse(channel.running())
+        self.assertEqual(fractions[-1], 1)
+
+    def test_a_bus_starts_without_progress(self):
+        with pci_tarn.Channel("tarn0", 1) as channel:
+            channel.start("io.xml")
+            channel.stop()
+
+    def test_what_the_progress_raises_reaches_the_caller(self):
+        def progress(_):
+            raise KeyError("stop here")
+
+        with pci_tarn.Channel("tarn0", 1) as channel:
+            with self.assertRaises(KeyError):
+                channel.start("io.xml", progress)
+            channel.stop()
+
+
+unittest.main(verbosity=1)
