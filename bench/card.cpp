@@ -3,11 +3,13 @@
 #include "bench/goals.h"
 #include "channel/file_transfer.h"
 #include "channel/request.h"
+#include "channel/ring.h"
 #include "handle/ecat_handle.h"
 #include "pci_tarn/pci_tarn.h"
 #include "vcard/bus/make_eni.h"
 #include "vcard/host/server.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -25,6 +27,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace tarn::bench {
@@ -66,6 +69,8 @@ void end_child(pid_t pid) {
     waitpid(pid, nullptr, 0);
 }
 
+constexpr uint32_t kManySlots = 2; // of ring; as many slots of this size as a card has room for
+
 struct CardProcess {
     pid_t pid = -1;
 
@@ -81,7 +86,11 @@ struct CardProcess {
             vcard::CardConfig second = first;
             second.name = "tarn1";
             second.alias = 1;
-            options.cards = {first, second};
+            vcard::CardConfig rings = first;
+            rings.name = "tarn2";
+            rings.alias = 2;
+            rings.rings.slots = kManySlots;
+            options.cards = {first, second, rings};
             options.log = [](const std::string &) {};
             const vcard::Server server(options);
             const char byte = 1;
@@ -484,6 +493,90 @@ void register_files() {
         [](benchmark::State &state) { download(state, 0); }, read_write_loop, true);
 }
 
+// ---- files of the board ----------------------------------------------------------------------
+
+constexpr size_t kBoardFileSize = BOARD_FILE_SIZE_MAX;
+
+BoardHandle *open_board(const char *name) {
+    card();
+    BoardHandle *handle = nullptr;
+    const uint32_t status = BoardOpen(&handle, name);
+    if (status != 0) {
+        std::fprintf(stderr, "BoardOpen: %u %s\n", status, DriverGetErrStr(status));
+        std::abort();
+    }
+    return handle;
+}
+
+// A file in memory, so that no disk is measured.
+class MemoryFile {
+  public:
+    MemoryFile() : fd_(memfd_create("bench", 0)) {}
+    ~MemoryFile() { close(fd_); }
+    MemoryFile(const MemoryFile &) = delete;
+    MemoryFile &operator=(const MemoryFile &) = delete;
+    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(fd_); }
+
+  private:
+    int fd_;
+};
+
+void board_file(benchmark::State &state, const char *name, bool to_card) {
+    BoardHandle *board = open_board(name);
+    const MemoryFile file;
+    std::ofstream(file.path(), std::ios::binary) << std::string(kBoardFileSize, 'x');
+    BoardFileDownload(board, file.path().c_str(), "board.bin", nullptr, nullptr);
+    pin(0);
+    card().pin_to(0);
+    for (auto _ : state) {
+        const uint32_t status =
+            to_card ? BoardFileDownload(board, file.path().c_str(), "board.bin", nullptr, nullptr)
+                    : BoardFileUpload(board, file.path().c_str(), "board.bin", nullptr, nullptr);
+        if (status != 0) {
+            state.SkipWithError("the transfer failed");
+        }
+    }
+    unpin();
+    card().pin_to(-1);
+    BoardClose(board);
+}
+
+// The same bytes through the slots of the same ring, in and out again: no file, no other process.
+void ring_copy(benchmark::State &state, const char *name) {
+    BoardHandle *board = open_board(name);
+    const MailboxRing &ring = board->channel.out;
+    const std::vector<uint8_t> from(kBoardFileSize, 'x');
+    std::vector<uint8_t> to(kBoardFileSize);
+    pin(0);
+    for (auto _ : state) {
+        uint32_t counter = 0;
+        for (size_t done = 0; done < kBoardFileSize; done += kChunkSize) {
+            const size_t length = std::min<size_t>(kChunkSize, kBoardFileSize - done);
+            uint8_t *slot = ring_slot(ring, counter++) + sizeof(SlotHeader);
+            memcpy_fast(slot, from.data() + done, length);
+            memcpy_fast(to.data() + done, slot, length);
+        }
+        benchmark::ClobberMemory();
+    }
+    unpin();
+    BoardClose(board);
+}
+
+void register_board_files() {
+    const std::string many = std::to_string(kManySlots) + " slots";
+    for (const auto &[card_name, slots] :
+         {std::pair<const char *, std::string>{"tarn0", "1 slot"}, {"tarn2", many}}) {
+        for (const bool to_card : {true, false}) {
+            compare(
+                std::string(to_card ? "BoardFileDownload" : "BoardFileUpload") +
+                    " of 5 MiB, ring of " + slots,
+                Goal::SpeedAtLeast, 0.15,
+                [=](benchmark::State &state) { board_file(state, card_name, to_card); },
+                [=](benchmark::State &state) { ring_copy(state, card_name); }, true);
+        }
+    }
+}
+
 double memory_mib(pid_t pid) {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
     std::string line;
@@ -502,6 +595,7 @@ void register_card() {
     register_images();
     register_map();
     register_files();
+    register_board_files();
 }
 
 void print_scale() {

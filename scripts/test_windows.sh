@@ -17,3 +17,10 @@ for prefix in "${prefixes[@]}"; do
     scripts/wine_prefix.sh "$prefix"
 done
 ctest --preset windows -j2 "$@"
+
+# What Linux has and Windows has not, and the other way round.
+if [ -e build/linux/bin/tarn-vcard ]; then
+    scripts/test_lists.py
+else
+    echo "Not compared with the tests on Linux: build/linux is not built."
+fi

@@ -13,13 +13,26 @@ wine() {
     /usr/lib/wine/wine64 "$@" >/dev/null 2>&1 </dev/null
 }
 
-# The first start makes the prefix; later ones take it as it is.
-mkdir -p "$WINEPREFIX"
-[ -d "$windows/inf" ] || wine wineboot -i
-
-if ! cmp -s "$bin/tarn_vcard.sys" "$driver"; then
+stop_wine() {
     wineserver -k 2>/dev/null || true
     wineserver -w
+}
+
+# The first start makes the prefix; later ones take it as it is. One whose first start did not come
+# to its end is made anew.
+made=$WINEPREFIX/made
+mkdir -p "$WINEPREFIX"
+if [ ! -e "$made" ]; then
+    stop_wine
+    rm -rf "$WINEPREFIX"
+    mkdir -p "$WINEPREFIX"
+    wine wineboot -i
+    touch "$made"
+fi
+
+if ! cmp -s "$bin/tarn_vcard.sys" "$driver" ||
+    ! cmp -s "$bin/tarn_vcard.inf" "$windows/inf/tarn_vcard.inf"; then
+    stop_wine
     rm -f "$driver"
     cp "$bin/tarn_vcard.inf" "$windows/inf/" # here Wine looks for the driver's description
     wine "$bin/tarn-vcard.exe" install --cards 16 || {
@@ -27,8 +40,7 @@ if ! cmp -s "$bin/tarn_vcard.sys" "$driver"; then
         exit 1
     }
     # New nodes are started with the system.
-    wineserver -k 2>/dev/null || true
-    wineserver -w
+    stop_wine
 fi
 wineserver -p 2>/dev/null || true
 wine cmd /c exit

@@ -112,7 +112,7 @@ TEST_F(BoardIo, DoorbellIsTheOnlyRegisterThatARequestTouches) {
     statuses[5] = BoardFlashRead(handle_, 0, sizeof data, data);
     const std::vector<Access> accesses = recorder.stop();
     EXPECT_THAT(statuses, testing::Each(0U));
-    EXPECT_EQ(accesses, std::vector<Access>(6, store_of(0, 0x004, 4, 1)));
+    expect_doorbells_only(accesses, 6);
 }
 
 // ---- registers at work -------------------------------------------------------------------------
@@ -127,6 +127,32 @@ TEST_F(BoardIo, OutputsComeBackOnTheInputs) {
     uint32_t outputs = 0;
     EXPECT_EQ(BoardDORead(handle_, &outputs), 0U);
     EXPECT_EQ(outputs, 0x5U);
+}
+
+TEST_F(BoardIo, IoModuleResetLeavesTheUpperOutputsOn) {
+    EXPECT_EQ(BoardDOWrite(handle_, 0xFFFFFFFF), 0U);
+    EXPECT_EQ(__BoardIOModuleReset(handle_), 0U);
+    uint32_t outputs = 0;
+    EXPECT_EQ(BoardDORead(handle_, &outputs), 0U);
+    EXPECT_EQ(outputs, 0xFFFF0000U);
+    EXPECT_TRUE(eventually([this] {
+        uint32_t inputs = 0;
+        BoardDIRead(handle_, &inputs);
+        return inputs == 0xFFFF0000;
+    }));
+}
+
+TEST_F(BoardIo, PulseTrainCountsDownAndTakesItsStartBitBack) {
+    EXPECT_EQ(BoardPulseConfig(handle_, 2, 0, 0, 0, 100000, 50), 0U);
+    EXPECT_EQ(BoardPulseOutput(handle_, 2, 500), 0U);
+    EXPECT_TRUE(eventually([this] {
+        uint32_t starts = 1;
+        uint32_t count = 1;
+        BoardBAR1Read(handle_, 0x1CC, &starts);
+        BoardBAR1Read(handle_, 0x1D8, &count);
+        return starts == 0 && count == 0;
+    }));
+    EXPECT_NE(firmware().describe_board().find("pulse 2: 500 pulses\n"), std::string::npos);
 }
 
 TEST_F(BoardIo, RawAccessReachesTheSameRegisters) {

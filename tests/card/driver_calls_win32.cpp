@@ -50,7 +50,9 @@ struct Recorder {
     explicit Recorder(const char *module = "pci_tarn.dll")
         : control(module, "DeviceIoControl", as_import(&on_control)),
           cancel(module, "CancelIoEx", as_import(&on_cancel)),
-          close(module, "CloseHandle", as_import(&on_close)) {
+          close(module, "CloseHandle", as_import(&on_close)),
+          event(module, "CreateEventA", as_import(&on_event)),
+          open(module, "CreateFileA", as_import(&on_open)) {
         current = this;
     }
     ~Recorder() { current = nullptr; }
@@ -85,14 +87,33 @@ struct Recorder {
         return CloseHandle(handle);
     }
 
+    static HANDLE WINAPI on_event(SECURITY_ATTRIBUTES *attributes, BOOL manual, BOOL set,
+                                  const char *name) {
+        const HANDLE handle = CreateEventA(attributes, manual, set, name);
+        current->events.push_back(handle);
+        return handle;
+    }
+    static HANDLE WINAPI on_open(const char *path, DWORD access, DWORD share,
+                                 SECURITY_ATTRIBUTES *attributes, DWORD disposition, DWORD flags,
+                                 HANDLE model) {
+        const HANDLE handle =
+            CreateFileA(path, access, share, attributes, disposition, flags, model);
+        current->devices.push_back(handle);
+        return handle;
+    }
+
     static Recorder *current;
     bool refuse = false;
     std::vector<Control> controls;
     std::vector<OVERLAPPED *> cancelled;
     std::vector<HANDLE> closed;
+    std::vector<HANDLE> events;  // that the library made
+    std::vector<HANDLE> devices; // and opened
     ReplacedImport control;
     ReplacedImport cancel;
     ReplacedImport close;
+    ReplacedImport event;
+    ReplacedImport open;
 };
 Recorder *Recorder::current = nullptr;
 
@@ -426,9 +447,13 @@ TEST(DriverCalls, UnloadingTheLibraryUnmapsTheBarsAndClosesTheCards) {
     const auto find =
         reinterpret_cast<Find>(reinterpret_cast<void *>(GetProcAddress(library, "getBoardHandle")));
     uint8_t node[136] = {};
-    ASSERT_EQ(find("ID1", node), 0U);
     // Never taken back: the import table goes with the library.
     static Recorder *calls = new Recorder("tarn_copy.dll");
+    ASSERT_EQ(find("ID1", node), 0U);
+    ASSERT_EQ(calls->devices.size(), 2U);
+    calls->controls.clear();
+    calls->events.clear();
+    calls->closed.clear();
     FreeLibrary(library);
     ASSERT_EQ(GetModuleHandleA("tarn_copy.dll"), nullptr);
     EXPECT_THAT(calls->codes(), testing::Each(0x222015U));
@@ -436,6 +461,11 @@ TEST(DriverCalls, UnloadingTheLibraryUnmapsTheBarsAndClosesTheCards) {
     for (size_t i = 0; i < 6; ++i) {
         EXPECT_EQ(calls->controls[i].input[0], i % 3) << i;
     }
+    // An event for each of the requests, and each card's device after its last one.
+    const std::vector<HANDLE> &event = calls->events;
+    ASSERT_EQ(event.size(), 6U);
+    EXPECT_THAT(calls->closed, ElementsAre(event[0], event[1], event[2], calls->devices[0],
+                                           event[3], event[4], event[5], calls->devices[1]));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -14,6 +15,7 @@ namespace tarn::test {
 namespace {
 
 constexpr size_t kTotal = 0x1000 + 0x1000 + 0x800000;
+constexpr std::align_val_t kPage{0x1000}; // as a recorder of accesses needs it
 constexpr auto kLimit = std::chrono::seconds(10);
 
 } // namespace
@@ -29,9 +31,14 @@ Bytes open_record(const std::string &name, char direction) {
     return record;
 }
 
+void FirmwareBench::FreePages::operator()(uint8_t *pages) const {
+    ::operator delete(pages, kPage);
+}
+
 FirmwareBench::FirmwareBench(const vcard::CardConfig &config, vcard::Firmware::Now now)
-    : storage_(kTotal / 8, ~0ULL) {
-    auto *base = reinterpret_cast<uint8_t *>(storage_.data());
+    : storage_(static_cast<uint8_t *>(::operator new(kTotal, kPage))) {
+    uint8_t *base = storage_.get();
+    std::memset(base, 0xFF, kTotal);
     memory_.bars[0] = {base, 0x1000};
     memory_.bars[1] = {base + 0x1000, 0x1000};
     memory_.bars[2] = {base + 0x2000, 0x800000};

@@ -80,7 +80,10 @@ class FirmwareBench {
     };
     Ring ring(uint32_t channel, uint32_t first_word);
 
-    std::vector<uint64_t> storage_;
+    struct FreePages {
+        void operator()(uint8_t *pages) const;
+    };
+    std::unique_ptr<uint8_t, FreePages> storage_;
     vcard::CardMemory memory_;
     mutable std::mutex mutex_;
     std::vector<unsigned> interrupts_;

@@ -1,6 +1,7 @@
 // The virtual card's heartbeats, clock, LEDs and reset.
 #include "card/manual_clock.h"
 
+#include "support/access_recorder.h"
 #include "vcard/bus/make_eni.h"
 
 #include <gmock/gmock.h>
@@ -137,6 +138,12 @@ TEST_F(FirmwareBoardState, ImpossibleOffsetsAreLeftOut) {
     }
 }
 
+TEST_F(FirmwareBoardState, ControlCharactersDoNotReachTheLog) {
+    card.ask(1, open_record("a\nb\x1B[2J\x7F", 'r'));
+    EXPECT_TRUE(card.bench().logged("no file \"a\\x0ab\\x1b[2J\\x7f\""));
+    EXPECT_FALSE(card.bench().logged("\n"));
+}
+
 // ---- commands --------------------------------------------------------------------------------
 
 TEST_F(FirmwareBoardState, LedValuesAreRemembered) {
@@ -191,6 +198,29 @@ TEST_F(FirmwareSlowReset, MagicIsGoneWhileTheResetRuns) {
     EXPECT_EQ(card.block(0), kMagic);
     EXPECT_EQ(card.block(0x18C), 0U);
     EXPECT_EQ(card.block(0x188), 0U);
+}
+
+// A host that sees the alive word may ask for the next reset, so the request must be taken back
+// before; and the configuration block must be valid by then.
+TEST_F(FirmwareSlowReset, AliveWordIsTheLastThatTheResetWrites) {
+    if (!can_record_accesses()) {
+        GTEST_SKIP() << "a thread sanitizer accesses memory on behalf of the program";
+    }
+    card.reset();
+    card.advance(100ms);
+    AccessRecorder recorder({{card.bench().bar(2), 0x1000}});
+    card.look();
+    std::vector<Access> marks;
+    for (const Access &access : recorder.stop()) {
+        const bool mark = access.offset == 0 || access.offset == 0x188 || access.offset == 0x18C;
+        if (access.kind == Access::Kind::Store && mark) {
+            marks.push_back(access);
+        }
+    }
+    ASSERT_GE(marks.size(), 3U);
+    marks.erase(marks.begin(), marks.end() - 3);
+    EXPECT_THAT(marks, testing::ElementsAre(store_of(0, 0x188, 4, 0), store_of(0, 0, 4, kMagic),
+                                            store_of(0, 0x18C, 4, 0)));
 }
 
 TEST_F(FirmwareSlowReset, RequestsOfTheMeantimeAreServedAfterwards) {

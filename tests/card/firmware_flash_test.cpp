@@ -15,6 +15,7 @@
 
 using namespace tarn::test;
 using tarn::vcard::CardConfig;
+using tarn::vcard::check_update_image;
 using tarn::vcard::ImageOptions;
 using tarn::vcard::make_update_image;
 using testing::Each;
@@ -317,6 +318,21 @@ TEST_F(FirmwareFlashFile, EmptyAndForeignFilesAreSetAside) {
     }
 }
 
+TEST_F(FirmwareFlashFile, DamagedFileThatCannotBeSetAsideIsNotUsed) {
+    make_file();
+    fs::create_directory(bad());
+    std::ofstream(bad() / "occupied") << "x";
+    Bytes bytes = content();
+    bytes[0] ^= 1;
+    put(bytes);
+    FlashCard card(config());
+    EXPECT_TRUE(card.card().bench().logged("the first write replaces the file"));
+    EXPECT_THAT(card.read(5000, 2).payload, Each(0xFF));
+    ASSERT_EQ(card.write(6000, {1}), 0U);
+    EXPECT_EQ(content()[4096 + 5000], 0xFF);
+    EXPECT_EQ(content()[4096 + 6000], 1);
+}
+
 TEST_F(FirmwareFlashFile, LargerFileIsUsed) {
     make_file();
     Bytes bytes = content();
@@ -535,6 +551,17 @@ TEST(UpdateImage, LiesInTheFileAsDocumented) {
     EXPECT_STREQ(reinterpret_cast<const char *>(bytes.data() + 16), "1.14.0");
     EXPECT_STREQ(reinterpret_cast<const char *>(bytes.data() + 48), "tarn virtual EtherCAT card");
     EXPECT_EQ(bytes[80], 200 - 96);
+}
+
+TEST(UpdateImage, BrokenModelIsAlwaysAnotherModel) {
+    for (const std::string model : {"tarn virtual EtherCAT card", "another card", " ", "_", "a"}) {
+        ImageOptions options;
+        options.version = "1.14.0";
+        options.model = model;
+        EXPECT_EQ(check_update_image(make_update_image(options), model).status, 0U) << model;
+        options.broken = "model";
+        EXPECT_EQ(check_update_image(make_update_image(options), model).status, 32811U) << model;
+    }
 }
 
 TEST(UpdateImage, HoldsBytesOfAllValues) {

@@ -126,6 +126,18 @@ TEST(Waveform, LimitedWaveEndsLow) {
     EXPECT_EQ(wave.next_edge(14, Edge::Falling), std::nullopt);
 }
 
+TEST(Waveform, InvertedWaveSwapsItsLevelsAndEdges) {
+    const Waveform wave{100, 10, 4, 2, true};
+    EXPECT_TRUE(wave.level(99));
+    EXPECT_FALSE(wave.level(100));
+    EXPECT_TRUE(wave.level(104));
+    EXPECT_TRUE(wave.level(120));
+    EXPECT_EQ(wave.next_edge(0, Edge::Falling), 100U);
+    EXPECT_EQ(wave.next_edge(0, Edge::Rising), 104U);
+    EXPECT_EQ(wave.next_edge(100, Edge::Either), 104U);
+    EXPECT_EQ(wave.next_edge(114, Edge::Either), std::nullopt);
+}
+
 TEST(Waveform, FullHighTimeLeavesNoGap) {
     const Waveform wave{5, 10, 10, 3};
     EXPECT_TRUE(wave.level(14));
@@ -296,13 +308,162 @@ TEST_F(FirmwareIo, PwmOfMoreThanAHundredPercentIsHigh) {
 TEST_F(FirmwareIo, PulsesStopWhenTheCountIsReached) {
     configure_pulse(1, 1250, 625); // 10 us
     start_pulse(1, 250);
-    EXPECT_EQ(card.read(0x1CC), 0U);
     card.pass(1ms);
     EXPECT_THAT(described(), HasSubstr("pulse 1: 100 pulses, 150 to come at 100000 Hz, 50 %"));
     card.pass(1500us);
     EXPECT_THAT(described(), HasSubstr("pulse 1: 250 pulses\n"));
     card.pass(10ms);
     EXPECT_THAT(described(), HasSubstr("pulse 1: 250 pulses\n"));
+}
+
+TEST_F(FirmwareIo, StartBitStaysUntilTheCountIsReached) {
+    configure_pulse(1, 1250, 625);
+    start_pulse(1, 250);
+    EXPECT_EQ(card.read(0x1CC), 2U);
+    card.pass(2499us);
+    EXPECT_EQ(card.read(0x1CC), 2U);
+    card.pass(1us);
+    EXPECT_EQ(card.read(0x1CC), 0U);
+}
+
+TEST_F(FirmwareIo, CountRegisterCountsThePulsesDown) {
+    configure_pulse(1, 1250, 625);
+    start_pulse(1, 250);
+    EXPECT_EQ(card.read(0x1D4), 250U);
+    card.pass(15us);
+    EXPECT_EQ(card.read(0x1D4), 249U);
+    card.pass(985us);
+    EXPECT_EQ(card.read(0x1D4), 150U);
+    card.pass(10ms);
+    EXPECT_EQ(card.read(0x1D4), 0U);
+}
+
+TEST_F(FirmwareIo, DisabledTrainEndsWithWhatItLeftUndone) {
+    configure_pulse(0, 125000, 1000);
+    start_pulse(0, 100);
+    card.advance(10ms);
+    card.write(kEnable, 0);
+    card.look();
+    EXPECT_EQ(card.read(0x1D0), 90U);
+    EXPECT_EQ(card.read(0x1CC), 0U);
+    card.pass(10ms);
+    EXPECT_EQ(card.read(0x1D0), 90U);
+}
+
+TEST_F(FirmwareIo, StartWithoutEnableBitsKeepsTheCount) {
+    start_pulse(2, 9);
+    EXPECT_EQ(card.read(0x1CC), 0U);
+    EXPECT_EQ(card.read(0x1D8), 9U);
+}
+
+TEST_F(FirmwareIo, AnotherCountBeginsARunningTrainAnew) {
+    configure_pulse(0, 125000, 1000);
+    start_pulse(0, 10);
+    card.pass(4ms);
+    card.write(0x1D0, 3);
+    card.look();
+    EXPECT_THAT(described(), HasSubstr("pulse 0: 4 pulses, 3 to come"));
+    card.pass(10ms);
+    EXPECT_THAT(described(), HasSubstr("pulse 0: 7 pulses\n"));
+    EXPECT_EQ(card.read(0x1CC), 0U);
+}
+
+TEST_F(FirmwareIo, CountZeroEndsARunningTrain) {
+    configure_pulse(0, 125000, 1000);
+    start_pulse(0, 10);
+    card.pass(4ms);
+    card.write(0x1D0, 0);
+    card.look();
+    EXPECT_EQ(card.read(0x1CC), 0U);
+    card.pass(10ms);
+    EXPECT_THAT(described(), HasSubstr("pulse 0: 4 pulses\n"));
+}
+
+TEST_F(FirmwareIo, NextTrainCanBeStartedBeforeTheCardHasSeenTheEndOfTheLast) {
+    configure_pulse(0, 1250, 625);
+    start_pulse(0, 5);
+    card.advance(1ms);
+    start_pulse(0, 7);
+    EXPECT_EQ(card.read(0x1D0), 7U);
+    card.pass(1ms);
+    EXPECT_THAT(described(), HasSubstr("pulse 0: 12 pulses\n"));
+}
+
+TEST_F(FirmwareIo, StartOfOneOutputLeavesTheTrainOfAnother) {
+    configure_pulse(0, 125000, 1000);
+    configure_pulse(1, 125000, 1000);
+    start_pulse(0, 10);
+    card.pass(1500us);
+    start_pulse(1, 10);
+    EXPECT_EQ(card.read(0x1CC), 3U);
+    card.pass(500us);
+    EXPECT_THAT(described(), HasSubstr("pulse 0: 2 pulses, 8 to come"));
+}
+
+// As by a host that read the word before the train was over and writes it for another output.
+TEST_F(FirmwareIo, StartBitThatComesBackAfterTheEndGivesNoPulses) {
+    configure_pulse(0, 1250, 625);
+    start_pulse(0, 5);
+    card.pass(1ms);
+    card.write(0x1CC, 1);
+    card.pass(1ms);
+    EXPECT_EQ(card.read(0x1CC), 0U);
+    EXPECT_THAT(described(), HasSubstr("pulse 0: 5 pulses\n"));
+}
+
+TEST_F(FirmwareIo, PulseBlockThatIsZeroedWhileTrainsRunStaysZero) {
+    for (uint32_t channel = 0; channel < 4; ++channel) {
+        configure_pulse(channel, 125000, 1000);
+        start_pulse(channel, 10);
+    }
+    card.pass(3ms);
+    card.write(kEnable, 0);
+    for (uint32_t offset = 0x18C; offset < 0x1E4; offset += 4) {
+        card.write(offset, 0);
+    }
+    card.pass(1ms);
+    for (uint32_t offset = 0x18C; offset < 0x1E4; offset += 4) {
+        EXPECT_EQ(card.read(offset), 0U) << offset;
+    }
+}
+
+TEST_F(FirmwareIo, FlagBitInvertsAPulseOutput) {
+    card.firmware().wire("all:open+0:pulse1");
+    card.write(0x1E0, 2);
+    card.look();
+    EXPECT_EQ(card.read(kInputs), 1U);
+    configure_pulse(1, 125000, 62500);
+    start_pulse(1, 2);
+    EXPECT_EQ(card.read(kInputs), 0U);
+    card.pass(500us);
+    EXPECT_EQ(card.read(kInputs), 1U);
+    card.pass(500us);
+    EXPECT_EQ(card.read(kInputs), 0U);
+    card.pass(10ms);
+    EXPECT_EQ(card.read(kInputs), 1U);
+    EXPECT_EQ(card.read(0x1E0), 2U);
+}
+
+TEST_F(FirmwareIo, FlagBitThatChangesGoesOnWithTheTrain) {
+    card.firmware().wire("all:open+0:pulse0");
+    configure_pulse(0, 125000, 62500);
+    start_pulse(0, 10);
+    card.pass(4ms);
+    card.write(0x1E0, 1);
+    card.look();
+    EXPECT_EQ(card.read(kInputs), 0U);
+    EXPECT_THAT(described(), HasSubstr("pulse 0: 4 pulses, 6 to come"));
+}
+
+TEST_F(FirmwareIo, LatchTakesTheEdgesOfAnInvertedPulse) {
+    card.write(0x1E0, 1);
+    configure_pulse(0, 125000, 62500);
+    card.look();
+    arm(kPulseRising);
+    card.advance(1ms);
+    start_pulse(0, 3);
+    card.pass(3ms);
+    EXPECT_EQ(value(0), 125000U + 62500U);
 }
 
 TEST_F(FirmwareIo, PulseStartNeedsBothEnableBits) {
@@ -359,7 +520,7 @@ TEST_F(FirmwareIo, CountZeroGivesNoPulses) {
     EXPECT_THAT(described(), Not(HasSubstr("pulse")));
 }
 
-TEST_F(FirmwareIo, SettingWordsAndFlagsStayAsTheHostWroteThem) {
+TEST_F(FirmwareIo, SettingWordsIdleCountsAndFlagsStayAsTheHostWroteThem) {
     for (uint32_t offset = 0x18C; offset < 0x1CC; offset += 4) {
         card.write(offset, offset * 0x01010101U);
     }

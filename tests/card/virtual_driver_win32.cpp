@@ -51,6 +51,34 @@ TEST(VirtualDriver, CardIsPresentOnlyWhileItIsShown) {
     EXPECT_EQ(EtherCATGetCount(), 1U);
 }
 
+TEST(VirtualDriver, FirmwareShowsAndHidesItsCard) {
+    test::enter_card_environment({}, 0x0001000000000004);
+    RawUser card;
+    ASSERT_EQ(card.control(vcard::kAttach, words({1, 0x1000, 0, 0, 0, 0, 0})), 0U);
+    EXPECT_EQ(EtherCATGetCount(), 0U);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(card.control(vcard::kShow, words({1})), 0U);
+        EXPECT_EQ(card.control(vcard::kShow, words({1})), 0U); // again
+        EXPECT_EQ(EtherCATGetCount(), 1U);
+        EXPECT_EQ(card.control(vcard::kShow, words({0})), 0U);
+        EXPECT_EQ(EtherCATGetCount(), 0U);
+    }
+}
+
+TEST(VirtualDriver, HandleAttachesOnce) {
+    RawUser card;
+    ASSERT_EQ(card.control(vcard::kAttach, words({1, 0x1000, 0, 0, 0, 0, 0})), 0U);
+    EXPECT_EQ(card.control(vcard::kAttach, words({1, 0x1000, 0, 0, 0, 0, 0})), ERROR_BUSY);
+}
+
+TEST(VirtualDriver, HandleThatWasOpenedWithoutACardUsesNone) {
+    RawUser early;
+    const RawCard card;
+    EXPECT_NE(early.control(0x222012, words({0}), 8), 0U);
+    EXPECT_NE(early.control(0x222006, words({1, 1}), 4), 0U);
+    EXPECT_FALSE(RawWait(early, 1).issued());
+}
+
 TEST(VirtualDriver, AttachingNeedsTheVersionOfTheDriver) {
     RawUser user;
     EXPECT_NE(user.control(vcard::kAttach, words({2, 0x1000, 0, 0, 0, 0, 0})), 0U);
@@ -164,16 +192,30 @@ TEST(VirtualDriver, MappingsOfOneHandleAreLimited) {
     EXPECT_NE(user.control(0x222012, words({0}), 8), 0U);
 }
 
-TEST(VirtualDriver, MappingsGoWithTheHandle) {
-    const RawCard card;
-    void *address = nullptr;
+// The driver does not reach into a process that has closed its handle and may be ending.
+TEST(VirtualDriver, MappingsStayWhenTheHandleIsClosed) {
+    RawCard card;
+    uint8_t *address = nullptr;
     {
         RawUser user;
         ASSERT_EQ(user.control(0x222012, words({0}), 8), 0U);
         std::memcpy(&address, user.answer.data(), sizeof(address));
-        ASSERT_TRUE(test::is_mapped(address));
     }
-    EXPECT_TRUE(test::eventually([address] { return !test::is_mapped(address); }));
+    card.node().map(0)[7] = 0x77;
+    EXPECT_EQ(address[7], 0x77);
+}
+
+TEST(VirtualDriver, UnmappedMemoryIsGone) {
+    const RawCard card;
+    RawUser user;
+    ASSERT_EQ(user.control(0x222012, words({0}), 8), 0U);
+    void *address = nullptr;
+    std::memcpy(&address, user.answer.data(), sizeof(address));
+    ASSERT_TRUE(test::is_mapped(address));
+    std::vector<uint8_t> unmap = {0};
+    unmap.insert(unmap.end(), user.answer.begin(), user.answer.end());
+    ASSERT_EQ(user.control(0x222015, unmap), 0U);
+    EXPECT_FALSE(test::is_mapped(address));
 }
 
 // ---- transfers -------------------------------------------------------------------------------
@@ -204,7 +246,7 @@ struct PendingDma {
     }
     HANDLE device;
     std::vector<uint8_t> data;
-    OVERLAPPED request = {};
+    mutable OVERLAPPED request = {};
 };
 
 TEST(VirtualDriver, TransferIsDescribedAndMovedPieceByPiece) {
@@ -263,6 +305,53 @@ TEST(VirtualDriver, StoredPiecesStayInsideTheTransfer) {
     ASSERT_TRUE(dma.over(kPatience));
     EXPECT_EQ(dma.data[4], 1);
     EXPECT_EQ(dma.data[7], 4);
+}
+
+TEST(VirtualDriver, CardAddressesHave32Bits) {
+    const RawCard card;
+    const RawUser user;
+    uint8_t data[4] = {};
+    for (const bool write : {false, true}) {
+        OVERLAPPED request = {};
+        request.OffsetHigh = 1;
+        DWORD bytes = 0;
+        const BOOL issued = write ? WriteFile(user.handle(), data, 4, nullptr, &request)
+                                  : ReadFile(user.handle(), data, 4, nullptr, &request);
+        EXPECT_TRUE((issued == FALSE && GetLastError() != ERROR_IO_PENDING) ||
+                    GetOverlappedResult(user.handle(), &request, &bytes, TRUE) == FALSE);
+    }
+}
+
+TEST(VirtualDriver, NothingToMoveIsMovedAtOnce) {
+    const RawCard card;
+    RawUser user;
+    EXPECT_EQ(user.control(0x222006, words({1, 1}), 0), 0U);
+    EXPECT_EQ(user.control(0x222009, words({1, 1}), 0), 0U);
+    const PendingDma dma(user, true, 0);
+    EXPECT_TRUE(dma.over(kPatience));
+}
+
+TEST(VirtualDriver, PieceOfMoreThanTheLimitIsRefused) {
+    RawUser card;
+    ASSERT_EQ(card.control(vcard::kAttach, words({1, 0x1000, 0, 0, 0, 0, 0})), 0U);
+    const RawUser user;
+    const PendingDma dma(user, true, 2 * vcard::kPieceLimit);
+    ASSERT_EQ(card.control(vcard::kNextEvent, {}, 20), 0U);
+    uint32_t id = 0;
+    std::memcpy(&id, card.answer.data() + 4, sizeof(id));
+    EXPECT_NE(
+        card.control(vcard::kFetch, words({id, 0, vcard::kPieceLimit + 1}), vcard::kPieceLimit + 1),
+        0U);
+    EXPECT_EQ(card.control(vcard::kFetch, words({id, 0, vcard::kPieceLimit}), vcard::kPieceLimit),
+              0U);
+}
+
+TEST(VirtualDriver, RefusedSelectorsMoveNothing) {
+    RawCard card;
+    std::thread firmware([&card] { card.node().complete(card.next_transfer(), false, 0); });
+    RawUser user;
+    EXPECT_NE(user.control(0x222006, words({1, 1}), 4), 0U);
+    firmware.join();
 }
 
 TEST(VirtualDriver, EveryTransferIsToldOnce) {
@@ -336,23 +425,79 @@ TEST(VirtualDriver, WaitsOfOneHandleAreLimited) {
 
 TEST(VirtualDriver, HandleThatIsClosedEndsItsWaits) {
     RawCard card;
+    std::list<OVERLAPPED> requests;
     {
         const RawUser user;
-        for (int i = 0; i < 10; ++i) {
-            // Never looked at again; the records stay.
-            auto *request = new OVERLAPPED{};
-            static const uint32_t number = 3;
-            DeviceIoControl(user.handle(), 0x22200D, const_cast<uint32_t *>(&number), 4, nullptr, 0,
-                            nullptr, request);
+        for (uint32_t number = 0; number < 8; ++number) {
+            DeviceIoControl(user.handle(), 0x22200D, &number, sizeof(number), nullptr, 0, nullptr,
+                            &requests.emplace_back());
+            EXPECT_FALSE(HasOverlappedIoCompleted(&requests.back()));
         }
     }
-    card.node().raise(3);
+    for (const OVERLAPPED &request : requests) {
+        EXPECT_TRUE(test::eventually([&request] { return HasOverlappedIoCompleted(&request); }));
+    }
     const RawUser other;
     RawWait wait(other, 3);
     card.node().raise(3);
     DWORD error = 1;
     EXPECT_TRUE(wait.over(kPatience, error));
     EXPECT_EQ(error, 0U);
+}
+
+// Whether the wait ends by the interrupt or by being cancelled: then the interrupt is latched.
+TEST(VirtualDriver, InterruptIsNotLostWhenItsWaitIsBeingCancelled) {
+    RawCard card;
+    const RawUser user;
+    for (int round = 0; round < 300; ++round) {
+        DWORD error = 1;
+        {
+            RawWait wait(user, 2);
+            std::thread canceller([&wait] { wait.cancel(); });
+            card.node().raise(2);
+            canceller.join();
+            ASSERT_TRUE(wait.over(kPatience, error)) << round;
+        }
+        if (error != 0) {
+            RawWait next(user, 2);
+            ASSERT_TRUE(next.over(kPatience, error)) << round;
+            ASSERT_EQ(error, 0U) << round;
+        }
+    }
+}
+
+TEST(VirtualDriver, TransferThatIsCompletedWhileItIsBeingCancelledEndsOnce) {
+    RawCard card;
+    const RawUser user;
+    for (int round = 0; round < 300; ++round) {
+        const PendingDma dma(user, true, 16);
+        const vcard::FirmwareEvent transfer = card.next_transfer();
+        std::thread canceller([&dma] { CancelIoEx(dma.device, &dma.request); });
+        card.node().complete(transfer, true, 16);
+        canceller.join();
+        ASSERT_TRUE(dma.over(kPatience)) << round;
+        ASSERT_FALSE(card.node().complete(transfer, true, 16)) << round;
+    }
+}
+
+TEST(VirtualDriver, CardThatGoesWhileUsersAskLeavesNothingHanging) {
+    for (int round = 0; round < 20; ++round) {
+        auto card = std::make_unique<RawCard>();
+        std::thread user([] {
+            const RawUser asks;
+            for (int i = 0; i < 5; ++i) {
+                const PendingDma dma(asks, true, 16);
+                RawWait wait(asks, 1);
+                DWORD error = 0;
+                dma.over(kShort);
+                wait.over(kShort, error);
+            }
+        });
+        card->node().raise(1);
+        card.reset();
+        user.join();
+    }
+    const RawCard next;
 }
 
 TEST(VirtualDriver, WaitTellsTheFirmwareThatADoorbellMayHaveRung) {

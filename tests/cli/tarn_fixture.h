@@ -128,6 +128,15 @@ class TarnTool : public testing::Test {
     TempDir folder_;
 };
 
+// A running service with the card tarn0 and no ENI file.
+class TarnWithBoard : public TarnTool {
+  protected:
+    explicit TarnWithBoard(const std::string &options = "") {
+        EXPECT_EQ(vcard("start " + options).status, 0);
+    }
+    ~TarnWithBoard() override { vcard("stop"); }
+};
+
 // A running service with the cards tarn0 and tarn1, and ENI files for a coupler, a drive and
 // digital I/O: cell.xml with logical addresses in reverse order, plain.xml without mapping.
 class TarnWithCard : public TarnTool {

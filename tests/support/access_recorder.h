@@ -37,7 +37,8 @@ bool can_record_accesses();
 
 // The width of a plain move comes from the instruction. That of any other store is told by the
 // bytes that it changes, so fill the pages first with something that no store writes; that of any
-// other load is 0.
+// other load is 0. The value of a store is what lies there right afterwards: a card may have taken
+// the word, and cleared it, in between.
 class AccessRecorder {
   public:
     struct Region {

@@ -1,5 +1,6 @@
 // Copies by DMA that take one transfer or several, with a driver that answers as the test says.
 #include "board/dma_copy.h"
+#include "board/driver_version.h"
 
 #include <array>
 #include <gmock/gmock.h>
@@ -9,6 +10,7 @@
 namespace {
 
 using tarn::dma_copy;
+using tarn::driver_has_dma;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -95,6 +97,34 @@ TEST_F(DmaCopy, CardAddressWrapsAtItsEnd) {
                        }),
               0U);
     EXPECT_EQ(second, 0U);
+}
+
+// ---- version of the driver ---------------------------------------------------------------------
+
+TEST(DriverVersion, DmaComesWithVersion1004) {
+    for (const char *version : {"1.0.0.4", "1.0.0.5", "1.0.1.0", "1.1.0.0", "2.0.0.0"}) {
+        EXPECT_TRUE(driver_has_dma(version)) << version;
+    }
+    for (const char *version : {"1.0.0.3", "1.0.0.0", "0.9.9.9", "0.65535.0.4", "0.0.0.0"}) {
+        EXPECT_FALSE(driver_has_dma(version)) << version;
+    }
+}
+
+TEST(DriverVersion, WithoutFourNumbersThereIsNoDma) {
+    for (const char *version : {"", "1", "1.0.0", "1.0.0.", "1.0.0.x", "x.0.0.4", "1,0,0,4"}) {
+        EXPECT_FALSE(driver_has_dma(version)) << version;
+    }
+}
+
+TEST(DriverVersion, WhatFollowsTheFourNumbersIsIgnored) {
+    EXPECT_TRUE(driver_has_dma("1.0.0.4 beta"));
+    EXPECT_TRUE(driver_has_dma("1.0.0.4.9"));
+    EXPECT_FALSE(driver_has_dma("1.0.0.3 beta"));
+}
+
+TEST(DriverVersion, NegativeNumbersAreLargeOnes) {
+    EXPECT_TRUE(driver_has_dma("-1.0.0.4"));
+    EXPECT_TRUE(driver_has_dma("1.0.-1.0"));
 }
 
 } // namespace

@@ -195,8 +195,16 @@ TEST_F(BoardRegisters, PulseConfigStoresInItsOrder) {
 TEST_F(BoardRegisters, PulseConfigWithoutFlagClearsTheChannelsBit) {
     for (uint32_t channel = 0; channel < 4; ++channel) {
         poke(bar1() + 0x1E0, 0xFFFFFFFFU);
-        EXPECT_EQ(BoardPulseConfig(board(), channel, 0, 0, 0, 1, 1), 0U);
-        EXPECT_EQ(peek<uint32_t>(bar1() + 0x1E0), ~(1U << channel));
+        const size_t base = 0x18C + channel * 16;
+        const uint32_t enable = 0xC000U >> 2 * channel;
+        poke(bar1() + 0x054, 0U);
+        EXPECT_THAT(accepted([&](auto *board) {
+                        return BoardPulseConfig(board, channel, 1, 0, 2, 1000, 50);
+                    }),
+                    ElementsAre(load(0x054, 0), store(0x054, enable), store(base, 1),
+                                load(0x1E0, 0xFFFFFFFF), store(0x1E0, ~(1U << channel)),
+                                store(base + 4, 2), store(base + 8, 125000),
+                                store(base + 12, 62500)));
     }
 }
 

@@ -16,8 +16,6 @@ constexpr uint32_t kLatchHz = BOARD_TIMER_HZ; // the counter that the latches ca
 constexpr uint32_t kBar1Size = 0x1000;
 constexpr uint32_t kResetPatienceMs = 30000;
 
-struct NoArguments {};
-
 std::string bits_text(uint32_t value) {
     std::string text;
     for (int bit = 31; bit >= 0; --bit) {
@@ -123,6 +121,10 @@ std::string latch_text(const Capture &capture) {
     return capture.latched ? ticks_text(capture.ticks) : "waits";
 }
 
+Json ticks_json(const Capture &capture) {
+    return capture.latched ? Json(capture.ticks) : Json(nullptr);
+}
+
 int latch_status(Context &context, const NoArguments &) {
     BoardHandle *board = context.session.board();
     Json list = Json::array();
@@ -132,7 +134,7 @@ int latch_status(Context &context, const NoArguments &) {
             list.add(Json::object()
                          .set("channel", channel)
                          .set("latched", capture.latched)
-                         .set("ticks", capture.latched ? Json(capture.ticks) : Json(nullptr))
+                         .set("ticks", ticks_json(capture))
                          .set("tick_hz", kLatchHz));
         } else {
             context.output.field(format("latch %u", channel).c_str(), latch_text(capture));
@@ -183,6 +185,13 @@ void add_latch(CLI::App &board, Context &context) {
         board, context, "latch", "Capture the 125 MHz counter on an edge; without more: show it",
         none, latch_status);
     latch->require_subcommand(0, 1);
+    latch->footer(with_global_options(
+        "  tarn board latch config 3\n"
+        "  tarn board latch clear && tarn board latch enable\n"
+        "  tarn board latch run\n"
+        "  tarn board latch\n"
+        "One tick is 8 ns. What the sources are is the firmware's affair; for the "
+        "virtual card\nsee docs/virtual-card.md.\n"));
     for (const Action &action : kLatchActions) {
         add_command<NoArguments>(*latch, context, action.name, action.description, none,
                                  [&action](Context &running, const NoArguments &) -> int {
@@ -201,12 +210,6 @@ void add_latch(CLI::App &board, Context &context) {
     CLI::App *select =
         add_command<NumberArgument>(*latch, context, "port", "Choose the port", port, latch_port);
     add_number(select, "PORT", port->number, "Number of the port", "N")->required();
-    latch->footer(with_global_options("  tarn board latch config 3\n"
-                                      "  tarn board latch clear && tarn board latch enable\n"
-                                      "  tarn board latch run\n"
-                                      "  tarn board latch\n"
-                                      "One tick is 8 ns. What the sources are is the firmware's "
-                                      "affair; for the virtual card\nsee docs/virtual-card.md.\n"));
 }
 
 // ---- sequence latches ---------------------------------------------------------------------------
@@ -245,14 +248,14 @@ uint64_t sequence_value(BoardHandle *board, uint32_t channel, uint32_t index) {
 }
 
 int sequence_read(Context &context, const SequenceArguments &arguments) {
-    BoardHandle *board = context.session.board();
     const uint64_t end = uint64_t{arguments.first} + arguments.count;
     if (end > BOARD_SEQ_LATCH_COUNT_MAX) {
         throw UsageError("a sequence has at most " + std::to_string(BOARD_SEQ_LATCH_COUNT_MAX) +
                          " values");
     }
+    BoardHandle *board = context.session.board();
     Json list = Json::array();
-    for (auto index = arguments.first; index < end; ++index) {
+    for (uint32_t index = arguments.first; index < end; ++index) {
         const uint64_t ticks = sequence_value(board, arguments.channel, index);
         if (context.output.json()) {
             list.add(Json::object().set("index", index).set("ticks", ticks));
@@ -272,6 +275,11 @@ int sequence_read(Context &context, const SequenceArguments &arguments) {
 void add_sequence(CLI::App &board, Context &context) {
     CLI::App *group = board.add_subcommand("seqlatch", "Record a row of captures per channel");
     group->require_subcommand(0, 1);
+    group->footer(with_global_options("  tarn board latch enable\n"
+                                      "  tarn board seqlatch config 23\n"
+                                      "  tarn board seqlatch run 100\n"
+                                      "  tarn board seqlatch read 0 --count 100\n"
+                                      "One tick is 8 ns. tarn board latch stop ends it.\n"));
     const auto mode = std::make_shared<NumberArgument>();
     CLI::App *config = add_command<NumberArgument>(*group, context, "config", "Choose the source",
                                                    mode, sequence_config);
@@ -294,11 +302,6 @@ void add_sequence(CLI::App &board, Context &context) {
         ->default_str("0");
     add_number(read, "--count", values->count, "How many values", "N", 1, BOARD_SEQ_LATCH_COUNT_MAX)
         ->default_str("1");
-    group->footer(with_global_options("  tarn board latch enable\n"
-                                      "  tarn board seqlatch config 23\n"
-                                      "  tarn board seqlatch run 100\n"
-                                      "  tarn board seqlatch read 0 --count 100\n"
-                                      "One tick is 8 ns. tarn board latch stop ends it.\n"));
 }
 
 // ---- LEDs, life signs, time, reset --------------------------------------------------------------
@@ -334,27 +337,26 @@ int heartbeat(Context &context, const NumberArgument &arguments) {
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const bool alive = BoardIsAlive(board);
+    const bool counts = now != before;
     Json list = Json::array();
-    if (!context.output.json()) {
-        context.output.field("firmware", alive ? "alive" : "says that it is not alive");
-    }
+    Table table({"Counter", "Value", "Per second"});
     for (uint32_t i = 0; i < now.size(); ++i) {
-        const uint32_t steps = now[i] - before[i];
-        if (context.output.json()) {
-            list.add(Json::object()
-                         .set("counter", i)
-                         .set("value", now[i])
-                         .set("per_second", steps / seconds));
-        } else {
-            context.output.field(format("counter %u", i).c_str(),
-                                 format("%u, %.1f per second", now[i], steps / seconds));
-        }
+        const double rate = (now[i] - before[i]) / seconds;
+        list.add(Json::object().set("counter", i).set("value", now[i]).set("per_second", rate));
+        table.add({std::to_string(i), std::to_string(now[i]), format("%.1f", rate)});
     }
     if (context.output.json()) {
-        context.output.document(
-            Json::object().set("alive", alive).set("heartbeat", std::move(list)));
+        context.output.document(Json::object()
+                                    .set("alive", alive)
+                                    .set("counting", counts)
+                                    .set("heartbeat", std::move(list)));
+    } else {
+        context.output.line(!alive    ? "The firmware says that it is not alive"
+                            : !counts ? "The firmware says that it is alive, but counts nothing"
+                                      : "The firmware is alive");
+        context.output.text(table.text());
     }
-    return alive ? kSuccess : kFailure;
+    return alive && counts ? kSuccess : kFailure;
 }
 
 struct TimeArguments {
@@ -374,10 +376,17 @@ struct ResetArguments {
     uint32_t wait_ms = kResetPatienceMs;
 };
 
+// The word by which a card is told to reset; it goes back to 0 when that is done.
+bool reset_is_pending(BoardHandle *board) {
+    constexpr size_t kResetRequest = 0x188;
+    const auto *bar2 = static_cast<const uint8_t *>(getBarPtr(board, 2));
+    return bar2 == nullptr ||
+           *reinterpret_cast<const volatile uint32_t *>(bar2 + kResetRequest) != 0;
+}
+
 // The card is back when it is alive, its configuration block is valid and it answers.
 bool is_back(BoardHandle *board, BoardInfo &info) {
-    uint32_t request = 0;
-    return BoardIsAlive(board) && reset_request(board, request) && request == 0 &&
+    return BoardIsAlive(board) && !reset_is_pending(board) &&
            BoardCheckVersion(board, 0) == PCI_TARN_OK && BoardGetInfo(board, &info) == PCI_TARN_OK;
 }
 
@@ -420,49 +429,36 @@ int reset(Context &context, const ResetArguments &arguments) {
 
 // ---- watch --------------------------------------------------------------------------------------
 
-struct WatchArguments {
-    uint32_t interval_ms = 200;
-    uint32_t count = 0; // 0: until Ctrl-C
-};
-
-int watch(Context &context, const WatchArguments &arguments) {
+int watch(Context &context, const Watching &watching) {
     BoardHandle *board = context.session.board();
-    terminal::catch_interrupt();
-    LiveLines live(context.output);
-    bool first = true;
-    const Output &output = context.output;
-    for (uint32_t i = 0; !terminal::interrupted(); ++i) {
+    LiveView view(context.output);
+    return view.run(watching, [&] {
         const uint32_t inputs = read_word(board, BoardDIRead, "digital inputs");
         const uint32_t outputs = read_word(board, BoardDORead, "digital outputs");
+        std::array<Capture, BOARD_IO_CHANNELS> captures;
+        for (uint32_t channel = 0; channel < captures.size(); ++channel) {
+            captures[channel] = read_latch(board, channel);
+        }
+        if (context.output.json()) {
+            Json latches = Json::array();
+            for (const Capture &capture : captures) {
+                latches.add(ticks_json(capture));
+            }
+            view.add(Json::object()
+                         .set("seconds", view.seconds())
+                         .set("inputs", inputs)
+                         .set("outputs", outputs)
+                         .set("latches", std::move(latches)));
+            return;
+        }
         std::vector<std::string> lines = {format("inputs   0x%08x  ", inputs) + bits_text(inputs),
                                           format("outputs  0x%08x  ", outputs) +
                                               bits_text(outputs)};
-        Json latches = Json::array();
-        for (uint32_t channel = 0; channel < BOARD_IO_CHANNELS; ++channel) {
-            const Capture capture = read_latch(board, channel);
-            lines.push_back(format("latch %u  ", channel) + latch_text(capture));
-            latches.add(capture.latched ? Json(capture.ticks) : Json(nullptr));
+        for (uint32_t channel = 0; channel < captures.size(); ++channel) {
+            lines.push_back(format("latch %u  ", channel) + latch_text(captures[channel]));
         }
-        if (output.json()) {
-            const Json row = Json::object()
-                                 .set("seconds", live.seconds())
-                                 .set("inputs", inputs)
-                                 .set("outputs", outputs)
-                                 .set("latches", std::move(latches));
-            output.text((first ? "[\n" : ",\n") + row.one_line());
-            first = false;
-        } else {
-            live.show(lines);
-        }
-        if (i + 1 == arguments.count) {
-            break;
-        }
-        pause_for(arguments.interval_ms);
-    }
-    if (output.json()) {
-        output.text(first ? "[]\n" : "\n]\n");
-    }
-    return kSuccess;
+        view.show(lines);
+    });
 }
 
 // ---- raw registers ------------------------------------------------------------------------------
@@ -508,7 +504,9 @@ void add_digital(CLI::App &board, Context &context) {
     for (auto &[name, list, text] :
          {std::tuple{"--set", &outputs->set, "Outputs to switch on, after VALUE"},
           std::tuple{"--clear", &outputs->clear, "Outputs to switch off, after that"}}) {
-        command->add_option(name, *list, text)->type_name("BIT")->check(CLI::Range(0, 31));
+        command->add_option(name, *list, text)
+            ->type_name("BIT")
+            ->check(CLI::Range(0, 31).description(""));
     }
     command->footer(with_global_options("  tarn board do\n"
                                         "  tarn board do 0x0f\n"
@@ -531,8 +529,10 @@ void add_firmware(CLI::App &board, Context &context) {
                                           beat, heartbeat);
     add_number(command, "--during-ms", beat->number, "Time to count in", "MS", 1, 60000)
         ->default_str("500");
-    command->footer(with_global_options("  tarn board heartbeat\n"
-                                        "Exit status 1 when the firmware is not alive.\n"));
+    command->footer(
+        with_global_options("  tarn board heartbeat\n"
+                            "Exit status 1 when the firmware is not alive or no counter "
+                            "moves. A card that is reset is not\nalive until it is back.\n"));
 
     const auto time = std::make_shared<TimeArguments>();
     command =
@@ -561,14 +561,11 @@ void add_firmware(CLI::App &board, Context &context) {
 }
 
 void add_watch(CLI::App &board, Context &context) {
-    const auto arguments = std::make_shared<WatchArguments>();
-    CLI::App *command = add_command<WatchArguments>(
-        board, context, "watch", "Show inputs, outputs and latches as they change", arguments,
-        watch);
-    add_number(command, "--interval-ms", arguments->interval_ms, "Time between two looks", "MS", 1)
-        ->default_str("200");
-    add_number(command, "--count", arguments->count, "How often to look, 0: until Ctrl-C", "N")
-        ->default_str("0");
+    const auto watching = std::make_shared<Watching>();
+    CLI::App *command =
+        add_command<Watching>(board, context, "watch",
+                              "Show inputs, outputs and latches as they change", watching, watch);
+    add_watching(command, *watching);
     command->footer(with_global_options("  tarn board watch\n"
                                         "  tarn board watch --count 10 --json\n"));
 }
@@ -587,16 +584,6 @@ void add_bar1(CLI::App &board, Context &context) {
 }
 
 } // namespace
-
-bool reset_request(BoardHandle *board, uint32_t &value) {
-    constexpr size_t kResetRequest = 0x188;
-    const auto *bar2 = static_cast<const uint8_t *>(getBarPtr(board, 2));
-    if (bar2 == nullptr) {
-        return false;
-    }
-    value = *reinterpret_cast<const volatile uint32_t *>(bar2 + kResetRequest);
-    return true;
-}
 
 void add_board_io_commands(CLI::App &app, Context &context) {
     CLI::App *board =

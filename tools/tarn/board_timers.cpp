@@ -9,26 +9,41 @@ namespace {
 
 constexpr uint32_t kDutyMax = 100;
 
-// Times of a timer, as the card makes them: whole ticks of 8 ns.
-std::string timer_text(uint32_t frequency_hz, uint32_t duty) {
-    if (frequency_hz == 0) {
-        return "0 Hz";
-    }
-    const uint32_t period = BOARD_TIMER_HZ / frequency_hz;
-    return format("%u Hz, %u %%, period %u ticks (%" PRIu64 " ns)", frequency_hz, duty, period,
-                  uint64_t{period} * 8);
+// Which of the outputs are on; the bits of one.
+constexpr uint32_t kOutputEnable = 0x54; // register
+constexpr uint32_t pwm_bits(uint32_t channel) {
+    return uint32_t{1} << channel;
+}
+constexpr uint32_t pulse_bits(uint32_t channel) {
+    return uint32_t{0xC000} >> 2 * channel;
 }
 
-Json timer_json(uint32_t channel, uint32_t frequency_hz, uint32_t duty) {
+bool is_on(BoardHandle *board, uint32_t bits) {
+    uint32_t enabled = 0;
+    check(BoardBAR1Read(board, kOutputEnable, &enabled), "cannot read which outputs are on");
+    return (enabled & bits) == bits;
+}
+
+// Times of a timer, as the card makes them: whole ticks of 8 ns.
+std::string timer_text(bool on, uint32_t frequency_hz, uint32_t duty) {
+    if (frequency_hz == 0) {
+        return on ? "on, 0 Hz" : "off, 0 Hz";
+    }
+    const uint32_t period = BOARD_TIMER_HZ / frequency_hz;
+    return format("%s, %u Hz, %u %%, period %u ticks (%" PRIu64 " ns)", on ? "on" : "off",
+                  frequency_hz, duty, period, uint64_t{period} * 8);
+}
+
+Json timer_json(uint32_t channel, bool on, uint32_t frequency_hz, uint32_t duty) {
     return Json::object()
         .set("channel", channel)
+        .set("on", on)
         .set("frequency_hz", frequency_hz)
         .set("duty_percent", duty)
         .set("tick_hz", BOARD_TIMER_HZ);
 }
 
-// The times are reckoned in 32 bits on the card's side of the interface; what does not fit would
-// come out as something else.
+// The library reckons in 32 bits; what does not fit would come out as something else.
 void check_timer(uint32_t frequency_hz, uint32_t duty) {
     const uint64_t period = frequency_hz == 0 ? 0 : BOARD_TIMER_HZ / frequency_hz;
     if (period * duty > UINT32_MAX) {
@@ -36,9 +51,6 @@ void check_timer(uint32_t frequency_hz, uint32_t duty) {
             format("%u %% at %u Hz do not fit the card's timer; at 1 Hz at most 34 %%, "
                    "at 2 Hz at most 68 %%",
                    duty, frequency_hz));
-    }
-    if (frequency_hz > BOARD_TIMER_HZ) {
-        throw UsageError("the timers count at " + std::to_string(BOARD_TIMER_HZ) + " Hz");
     }
 }
 
@@ -51,13 +63,15 @@ struct TimerArguments {
     std::optional<uint32_t> flag;
     std::optional<uint32_t> count;
     bool stop = false;
+
+    [[nodiscard]] bool configures() const { return frequency || duty || first || second || flag; }
+    [[nodiscard]] bool changes() const { return configures() || count || stop; }
 };
 
-uint32_t need_channel(const TimerArguments &arguments) {
+void need_channel(const TimerArguments &arguments) {
     if (!arguments.channel) {
         throw UsageError("which channel, 0 to 3?");
     }
-    return *arguments.channel;
 }
 
 template <typename Show>
@@ -79,24 +93,30 @@ void show_pwm(Context &context, const std::optional<uint32_t> &channel) {
         uint32_t frequency = 0;
         uint32_t duty = 0;
         check(BoardPWMGetConfig(board, i, &frequency, &duty), "cannot read the PWM output");
+        const bool on = is_on(board, pwm_bits(i));
         if (context.output.json()) {
-            list.add(timer_json(i, frequency, duty));
+            list.add(timer_json(i, on, frequency, duty));
         } else {
-            context.output.field(format("pwm %u", i).c_str(), timer_text(frequency, duty));
+            context.output.field(format("pwm %u", i).c_str(), timer_text(on, frequency, duty));
         }
     });
 }
 
 int pwm(Context &context, const TimerArguments &arguments) {
+    if (arguments.frequency.has_value() != arguments.duty.has_value()) {
+        throw UsageError("a PWM output needs both --frequency and --duty");
+    }
+    if (arguments.frequency) {
+        check_timer(*arguments.frequency, *arguments.duty);
+    }
+    if (arguments.changes()) {
+        need_channel(arguments);
+    }
     BoardHandle *board = context.session.board();
     if (arguments.stop) {
-        check(BoardPWMStop(board, need_channel(arguments)), "cannot stop the PWM output");
-    } else if (arguments.frequency || arguments.duty) {
-        if (!arguments.frequency || !arguments.duty) {
-            throw UsageError("a PWM output needs both --frequency and --duty");
-        }
-        check_timer(*arguments.frequency, *arguments.duty);
-        check(BoardPWMOutput(board, need_channel(arguments), *arguments.frequency,
+        check(BoardPWMStop(board, *arguments.channel), "cannot stop the PWM output");
+    } else if (arguments.frequency) {
+        check(BoardPWMOutput(board, *arguments.channel, *arguments.frequency,
                              static_cast<int32_t>(*arguments.duty)),
               "cannot start the PWM output");
     }
@@ -126,42 +146,48 @@ void show_pulses(Context &context, const std::optional<uint32_t> &channel) {
     BoardHandle *board = context.session.board();
     show_channels(context.output, channel, [&](uint32_t i, Json &list) {
         const PulseConfig config = read_pulse(board, i);
+        const bool on = is_on(board, pulse_bits(i));
         if (context.output.json()) {
-            list.add(timer_json(i, config.frequency, config.duty)
+            list.add(timer_json(i, on, config.frequency, config.duty)
                          .set("first", config.first)
                          .set("flag", config.flag != 0)
                          .set("second", config.second));
         } else {
             context.output.field(format("pulse %u", i).c_str(),
-                                 timer_text(config.frequency, config.duty) +
+                                 timer_text(on, config.frequency, config.duty) +
                                      format(", settings 0x%x 0x%x, flag %d", config.first,
                                             config.second, config.flag != 0 ? 1 : 0));
         }
     });
 }
 
-bool configures(const TimerArguments &arguments) {
-    return arguments.frequency || arguments.duty || arguments.first || arguments.second ||
-           arguments.flag;
+void configure_pulse(BoardHandle *board, const TimerArguments &arguments) {
+    const PulseConfig now = read_pulse(board, *arguments.channel);
+    const uint32_t frequency = arguments.frequency.value_or(now.frequency);
+    const uint32_t duty = arguments.duty.value_or(now.duty);
+    check_timer(frequency, duty);
+    check(BoardPulseConfig(board, *arguments.channel, arguments.first.value_or(now.first),
+                           arguments.flag ? static_cast<int32_t>(*arguments.flag) : now.flag,
+                           arguments.second.value_or(now.second), frequency, duty),
+          "cannot set up the pulse output");
 }
 
 int pulse(Context &context, const TimerArguments &arguments) {
+    if (arguments.changes()) {
+        need_channel(arguments);
+    }
+    if (arguments.frequency && arguments.duty) {
+        check_timer(*arguments.frequency, *arguments.duty);
+    }
     BoardHandle *board = context.session.board();
     if (arguments.stop) {
-        check(BoardPulseStop(board, need_channel(arguments)), "cannot stop the pulse output");
-    } else if (configures(arguments)) {
-        const uint32_t channel = need_channel(arguments);
-        const PulseConfig now = read_pulse(board, channel);
-        const uint32_t frequency = arguments.frequency.value_or(now.frequency);
-        const uint32_t duty = arguments.duty.value_or(now.duty);
-        check_timer(frequency, duty);
-        check(BoardPulseConfig(board, channel, arguments.first.value_or(now.first),
-                               arguments.flag ? static_cast<int32_t>(*arguments.flag) : now.flag,
-                               arguments.second.value_or(now.second), frequency, duty),
-              "cannot set up the pulse output");
+        check(BoardPulseStop(board, *arguments.channel), "cannot stop the pulse output");
     }
-    if (arguments.count && !arguments.stop) {
-        check(BoardPulseOutput(board, need_channel(arguments), *arguments.count),
+    if (arguments.configures()) {
+        configure_pulse(board, arguments);
+    }
+    if (arguments.count) {
+        check(BoardPulseOutput(board, *arguments.channel, *arguments.count),
               "cannot start the pulses");
     }
     show_pulses(context, arguments.channel);
@@ -179,6 +205,16 @@ void add_timer_options(CLI::App *command, TimerArguments &arguments) {
     command->add_flag("--stop", arguments.stop, "Switch the output off; its settings stay");
 }
 
+// Only when all options are there.
+void let_stop_stand_alone(CLI::App *command) {
+    CLI::Option *stop = command->get_option("--stop");
+    for (CLI::Option *option : command->get_options()) {
+        if (option != stop && !option->get_positional() && option != command->get_help_ptr()) {
+            stop->excludes(option);
+        }
+    }
+}
+
 } // namespace
 
 void add_timer_commands(CLI::App &board, Context &context) {
@@ -186,6 +222,7 @@ void add_timer_commands(CLI::App &board, Context &context) {
     CLI::App *command = add_command<TimerArguments>(
         board, context, "pwm", "Show, start or stop PWM outputs", pwm_arguments, pwm);
     add_timer_options(command, *pwm_arguments);
+    let_stop_stand_alone(command);
     command->footer(with_global_options("  tarn board pwm\n"
                                         "  tarn board pwm 0 --frequency 1000 --duty 50\n"
                                         "  tarn board pwm 0 --stop\n"
@@ -200,6 +237,7 @@ void add_timer_commands(CLI::App &board, Context &context) {
     add_number(command, "--second", pulse_arguments->second, "Second setting word", "N");
     add_number(command, "--flag", pulse_arguments->flag, "Flag of the output", "0|1", 0, 1);
     add_number(command, "--count", pulse_arguments->count, "Start that many pulses", "N");
+    let_stop_stand_alone(command);
     command->footer(with_global_options("  tarn board pulse 1 --frequency 2000 --duty 50 --count "
                                         "100\n"
                                         "  tarn board pulse 1 --stop\n"

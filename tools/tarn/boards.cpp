@@ -5,8 +5,6 @@ namespace tarn {
 
 namespace {
 
-struct NoArguments {};
-
 Json board_json(const BoardInfo &info) {
     return Json::object()
         .set("name", info.name)

@@ -20,8 +20,6 @@ constexpr uint32_t kCrcSize = 64;
 constexpr uint32_t kEniInfoSize = 144;
 constexpr auto kPollInterval = std::chrono::milliseconds(20);
 
-struct NoArguments {};
-
 // A value that the card may refuse to give, for example because nothing is configured.
 template <typename T>
 struct Answer {
@@ -84,10 +82,8 @@ int start(Context &context, const StartArguments &arguments) {
     double seconds = 0;
     {
         Progress progress("Starting the bus", context.output.json());
-        const PciProgress show = [](void *arg, float fraction) {
-            static_cast<Progress *>(arg)->show(fraction);
-        };
-        const uint32_t status = EcatBusRunEx(channel, arguments.eni.c_str(), show, &progress);
+        const uint32_t status =
+            EcatBusRunEx(channel, arguments.eni.c_str(), Progress::report, &progress);
         check(status, "cannot start the bus with " + printable(arguments.eni));
         if (arguments.wait_op_ms > 0) {
             wait_for_op(channel, arguments.wait_op_ms);

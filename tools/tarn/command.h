@@ -21,6 +21,8 @@ struct Context {
     std::function<int()> run; // the command that was given; returns the exit status
 };
 
+struct NoArguments {};
+
 // One function per command family; each adds its commands to the command line.
 void add_board_commands(CLI::App &app, Context &context);    // boards, info, version
 void add_board_io_commands(CLI::App &app, Context &context); // board di, do, latch, pwm, ...
@@ -37,7 +39,10 @@ CLI::App *add_command(CLI::App &app, Context &context, const char *name, const c
                       std::shared_ptr<Arguments> arguments,
                       std::function<int(Context &, const Arguments &)> run) {
     CLI::App *command = app.add_subcommand(name, description);
-    command->callback([&context, arguments, run] {
+    command->callback([&context, command, arguments, run] {
+        if (!command->get_subcommands().empty()) {
+            return; // a command below this one was given
+        }
         context.run = [&context, arguments, run] { return run(context, *arguments); };
     });
     return command;
@@ -73,7 +78,8 @@ CLI::Option *add_number(CLI::App *app, const std::string &names, T &value,
     return app->add_option_function<std::string>(names, take, description)->type_name(unit);
 }
 
-// The last paragraphs of a command's help.
+// The last paragraphs of a command's help. A group of commands gives them to those that are added
+// to it later.
 std::string with_global_options(const char *examples);
 
 } // namespace tarn

@@ -21,6 +21,7 @@ class Failure : public std::exception {
 
     [[nodiscard]] const char *what() const noexcept override { return line_.c_str(); }
     [[nodiscard]] uint32_t status() const { return status_; }
+    [[nodiscard]] const std::string &reason() const { return what_; } // without status and hint
     [[nodiscard]] Json json() const;
 
   private:

@@ -1,15 +1,16 @@
 #include "errors.h"
+#include "host_file.h"
 #include "storage.h"
 #include "text.h"
 
 #include <pci_tarn/pci_tarn.h>
 #include <tarn_vcard/update_image.h>
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <vector>
 
 namespace tarn {
@@ -28,13 +29,19 @@ uint32_t crc32(uint32_t crc, const uint8_t *data, size_t size) {
     return ~crc;
 }
 
-std::string field_text(const char *field, size_t size) {
-    return printable(std::string(field, strnlen(field, size)));
-}
-
 [[noreturn]] void broken(const std::string &path, const std::string &why) {
     throw Failure("\"" + printable(path) + "\" is a broken firmware image: " + why,
                   "nothing was sent; get the file anew");
+}
+
+// A text that ends within its field.
+template <size_t size>
+std::string field_text(const std::string &path, const char (&field)[size]) {
+    const char *end = std::find(std::begin(field), std::end(field), '\0');
+    if (end == std::end(field)) {
+        broken(path, "a text in its header does not end");
+    }
+    return printable(std::string_view(field, static_cast<size_t>(end - field)));
 }
 
 // CRC of the whole image, its own field taken as 0.
@@ -53,16 +60,12 @@ uint32_t image_crc(std::ifstream &file, VcardImageHeader header) {
 } // namespace
 
 ImageInfo check_image(const std::string &path) {
-    std::error_code error;
     ImageInfo info;
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open() || std::filesystem::is_directory(path, error)) {
-        throw Failure(PCI_TARN_E_OPEN_FILE, "cannot read \"" + printable(path) + "\"");
-    }
-    info.size = std::filesystem::file_size(path, error);
-    if (error || info.size == 0) {
+    info.size = check_sendable(path);
+    if (info.size == 0) {
         throw Failure("\"" + printable(path) + "\" is empty", "nothing was sent");
     }
+    std::ifstream file(path, std::ios::binary);
     VcardImageHeader header = {};
     file.read(reinterpret_cast<char *>(&header), sizeof(header));
     if (std::memcmp(header.magic, VCARD_IMAGE_MAGIC, sizeof(header.magic)) != 0) {
@@ -70,6 +73,9 @@ ImageInfo check_image(const std::string &path) {
     }
     if (file.gcount() < static_cast<std::streamsize>(sizeof(header))) {
         broken(path, "it ends within its header");
+    }
+    if (header.format != VCARD_IMAGE_FORMAT) {
+        return info; // where its checksum lies nobody knows
     }
     if (info.size != sizeof(header) + uint64_t{header.payload_length}) {
         broken(path, "it should have " +
@@ -80,8 +86,8 @@ ImageInfo check_image(const std::string &path) {
         broken(path, "its checksum is wrong");
     }
     info.known = true;
-    info.version = field_text(header.version, sizeof(header.version));
-    info.model = field_text(header.model, sizeof(header.model));
+    info.version = field_text(path, header.version);
+    info.model = field_text(path, header.model);
     return info;
 }
 

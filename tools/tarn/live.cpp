@@ -1,21 +1,61 @@
 #include "live.h"
 
 #include "terminal.h"
-#include "text.h"
 
 #include <algorithm>
 #include <thread>
 
 namespace tarn {
 
-LiveLines::LiveLines(const Output &output)
+void add_watching(CLI::App *command, Watching &watching) {
+    add_number(command, "--interval-ms", watching.interval_ms, "Time between two looks", "MS", 1)
+        ->default_str(std::to_string(watching.interval_ms));
+    add_number(command, "--count", watching.count, "How often to look, 0: until Ctrl-C", "N")
+        ->default_str("0");
+}
+
+LiveView::LiveView(const Output &output)
     : output_(output), in_place_(!output.json() && terminal::is_terminal(output.stream())) {}
 
-double LiveLines::seconds() const {
+double LiveView::seconds() const {
     return std::chrono::duration<double>(Clock::now() - start_).count();
 }
 
-void LiveLines::show(const std::vector<std::string> &now) {
+void LiveView::repeat(const Watching &watching, const std::function<void()> &look) {
+    for (uint32_t i = 0; !terminal::interrupted(); ++i) {
+        look();
+        if (i + 1 == watching.count) {
+            return;
+        }
+        pause_for(watching.interval_ms);
+    }
+}
+
+int LiveView::run(const Watching &watching, const std::function<void()> &look) {
+    terminal::catch_interrupt();
+    if (!output_.json()) {
+        repeat(watching, look);
+        return kSuccess;
+    }
+    int status = kSuccess;
+    output_.line("[");
+    try {
+        repeat(watching, look);
+    } catch (const Failure &failure) {
+        Output::error(failure.what());
+        add(Json::object().set("error", failure.json()));
+        status = kFailure;
+    }
+    output_.text(first_ ? "]\n" : "\n]\n");
+    return status;
+}
+
+void LiveView::add(const Json &row) {
+    output_.text((first_ ? "" : ",\n") + row.one_line());
+    first_ = false;
+}
+
+void LiveView::show(const std::vector<std::string> &now) {
     std::string text;
     const terminal::Size screen = terminal::size(output_.stream());
     in_place_ = in_place_ && now.size() < screen.rows;

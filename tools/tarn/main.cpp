@@ -51,6 +51,14 @@ int usage_error(Context &context, const char *text) {
     return kUsage;
 }
 
+int failure(const Context &context, const Failure &failure) {
+    Output::error(failure.what());
+    if (context.output.json()) {
+        context.output.document(Json::object().set("error", failure.json()));
+    }
+    return kFailure;
+}
+
 int run(int argc, char **argv) {
     Context context(terminal::take_output());
     bool json = false;
@@ -86,15 +94,10 @@ int run(int argc, char **argv) {
         return usage_error(context, error.what());
     } catch (const UsageError &error) {
         return usage_error(context, error.what());
-    } catch (const Failure &failure) {
-        Output::error(failure.what());
-        if (context.output.json()) {
-            context.output.document(Json::object().set("error", failure.json()));
-        }
-        return kFailure;
+    } catch (const Failure &error) {
+        return failure(context, error);
     } catch (const std::exception &error) {
-        Output::error(error.what());
-        return kFailure;
+        return failure(context, Failure(error.what()));
     }
 }
 

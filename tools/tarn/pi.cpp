@@ -183,90 +183,31 @@ int write(Context &context, const WriteArguments &arguments) {
 
 struct WatchArguments {
     Selection selection;
-    uint32_t interval_ms = 200;
-    uint32_t count = 0; // 0: until Ctrl-C
-};
-
-// Shows one sample after the other in the way that fits where the output goes.
-class Watcher {
-  public:
-    Watcher(const Output &output, const Place &place)
-        : output_(output), place_(place), live_(output) {
-        if (output_.json()) {
-            output_.line("[");
-        }
-    }
-    Watcher(const Watcher &) = delete;
-    Watcher &operator=(const Watcher &) = delete;
-
-    void sample(const BitData &data, uint32_t status) {
-        if (output_.json()) {
-            Json row = run_json(place_);
-            row.set("seconds", live_.seconds());
-            show_json(place_.format, data, row);
-            add_warning(row, status);
-            element(row);
-        } else {
-            live_.show(show(place_.format, data, place_.as_number, place_.run.bit / 8));
-        }
-    }
-
-    // A document that is open by now must still be completed.
-    bool failure(const Failure &failure) {
-        if (output_.json()) {
-            element(Json::object().set("error", failure.json()));
-            finish();
-        }
-        return output_.json();
-    }
-
-    void finish() const {
-        if (output_.json()) {
-            output_.text(first_ ? "]\n" : "\n]\n");
-        }
-    }
-
-  private:
-    void element(const Json &row) {
-        output_.text((first_ ? "" : ",\n") + row.one_line());
-        first_ = false;
-    }
-
-    const Output &output_;
-    const Place &place_;
-    LiveLines live_;
-    bool first_ = true;
+    Watching watching;
 };
 
 int watch(Context &context, const WatchArguments &arguments) {
     EcatHandle *channel = context.session.channel();
     const Place place = resolve(channel, arguments.selection, 1);
-    terminal::catch_interrupt();
-    Watcher watcher(context.output, place);
+    LiveView view(context.output);
     uint32_t warned = PCI_TARN_OK;
-    for (uint32_t i = 0; !terminal::interrupted(); ++i) {
-        try {
-            BitData data;
-            const uint32_t status = read_run(channel, place.area, place.run, data);
-            if (status != warned && !context.output.json()) {
-                warn_not_ready(status);
-            }
-            warned = status;
-            watcher.sample(data, status);
-        } catch (const Failure &failure) {
-            if (!watcher.failure(failure)) {
-                throw;
-            }
-            Output::error(failure.what());
-            return kFailure;
+    return view.run(arguments.watching, [&] {
+        BitData data;
+        const uint32_t status = read_run(channel, place.area, place.run, data);
+        if (context.output.json()) {
+            Json row = run_json(place);
+            row.set("seconds", view.seconds());
+            show_json(place.format, data, row);
+            add_warning(row, status);
+            view.add(row);
+            return;
         }
-        if (i + 1 == arguments.count) {
-            break;
+        if (status != warned) {
+            warn_not_ready(status);
         }
-        pause_for(arguments.interval_ms);
-    }
-    watcher.finish();
-    return kSuccess;
+        warned = status;
+        view.show(show(place.format, data, place.as_number, place.run.bit / 8));
+    });
 }
 
 // ---- command line -------------------------------------------------------------------------------
@@ -375,12 +316,7 @@ void add_pi_commands(CLI::App &app, Context &context) {
     CLI::App *watch_command = add_command<WatchArguments>(
         *pi, context, "watch", "Show process data as it changes", watch_arguments, watch);
     add_selection(watch_command, watch_arguments->selection, "shadow-input");
-    add_number(watch_command, "--interval-ms", watch_arguments->interval_ms,
-               "Time between two looks", "MS", 1)
-        ->default_str("200");
-    add_number(watch_command, "--count", watch_arguments->count,
-               "How often to look, 0: until Ctrl-C", "N")
-        ->default_str("0");
+    add_watching(watch_command, watch_arguments->watching);
     watch_command->footer(with_global_options(
         (std::string("  tarn pi watch\n"
                      "  tarn pi watch --slave 0 --offset 3 --length 4 --format i32 --count 20\n"

@@ -15,6 +15,10 @@ class Progress {
     Progress &operator=(const Progress &) = delete;
 
     void show(float fraction);
+    // The same as a callback of the library; the first argument is the Progress.
+    static void report(void *progress, float fraction) {
+        static_cast<Progress *>(progress)->show(fraction);
+    }
     [[nodiscard]] double seconds() const; // since the start
 
   private:

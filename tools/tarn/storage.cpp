@@ -1,59 +1,29 @@
 // tarn flash read|write|erase|dump, tarn file get|put, tarn update
 #include "storage.h"
-#include "board.h"
+#include "command.h"
+#include "host_file.h"
 #include "progress.h"
-#include "terminal.h"
 
 #include <pci_tarn/pci_tarn.h>
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 
 namespace tarn {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr uint32_t kFlashSize = 16U << 20;
 constexpr uint32_t kPiece = 65536; // of flash, in one request
 
-// ---- files of this computer ---------------------------------------------------------------------
-
-std::vector<uint8_t> read_file(const std::string &path) {
-    std::error_code error;
-    if (fs::is_directory(path, error)) {
-        throw Failure("\"" + printable(path) + "\" is a folder");
-    }
-    std::ifstream file(path, std::ios::binary);
-    std::vector<uint8_t> data((std::istreambuf_iterator<char>(file)),
-                              std::istreambuf_iterator<char>());
-    if (!file.is_open() || file.bad()) {
-        throw Failure(PCI_TARN_E_OPEN_FILE, "cannot read \"" + printable(path) + "\"");
-    }
-    return data;
-}
-
-void write_file(const std::string &path, const std::vector<uint8_t> &data) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char *>(data.data()),
-               static_cast<std::streamsize>(data.size()));
-    file.close();
-    if (!file) {
-        throw Failure("cannot write \"" + printable(path) + "\"",
-                      "is there room, and may you write there?");
-    }
-}
-
 std::string size_text(uint64_t bytes) {
-    return bytes < 10'000 ? counted(bytes, "byte")
-                          : format("%.1f MiB", static_cast<double>(bytes) / (1 << 20));
-}
-
-void show_progress(void *progress, float fraction) {
-    static_cast<Progress *>(progress)->show(fraction);
+    constexpr uint64_t kFewBytes = 10'000;
+    constexpr double kKiB = 1 << 10;
+    constexpr double kMiB = 1 << 20;
+    const auto size = static_cast<double>(bytes);
+    return bytes < kFewBytes ? counted(bytes, "byte")
+           : size < kMiB     ? format("%.1f KiB", size / kKiB)
+                             : format("%.1f MiB", size / kMiB);
 }
 
 // ---- flash --------------------------------------------------------------------------------------
@@ -141,8 +111,8 @@ int flash_dump(Context &context, const FlashArguments &arguments) {
 void refuse_zero_bytes(const std::vector<uint8_t> &data) {
     const auto zero = std::find(data.begin(), data.end(), uint8_t{0});
     if (zero != data.end()) {
-        throw Failure(format("byte %zu is zero, and zero bytes cannot be written to the flash",
-                             static_cast<size_t>(zero - data.begin())),
+        throw Failure("byte " + std::to_string(zero - data.begin()) +
+                          " is zero, and zero bytes cannot be written to the flash",
                       "nothing was written; use the card's file store for such data: tarn file "
                       "put");
     }
@@ -170,7 +140,10 @@ void verify_flash(Context &context, uint32_t address, const std::vector<uint8_t>
 }
 
 int flash_write(Context &context, const FlashArguments &arguments) {
-    std::vector<uint8_t> data = data_to_write(arguments);
+    const std::vector<uint8_t> data = data_to_write(arguments);
+    if (data.empty()) {
+        throw Failure("\"" + printable(arguments.file) + "\" is empty", "nothing was written");
+    }
     check_range(arguments.address, data.size());
     refuse_zero_bytes(data);
     BoardHandle *board = context.session.board();
@@ -215,6 +188,14 @@ int flash_erase(Context &context, const FlashArguments &arguments) {
 void add_flash(CLI::App &app, Context &context) {
     CLI::App *flash = app.add_subcommand("flash", "Read, write or erase the card's flash");
     flash->require_subcommand(0, 1);
+    flash->footer(with_global_options("  tarn flash read 0x1000 256\n"
+                                      "  tarn flash read 0 65536 -o boot.bin\n"
+                                      "  tarn flash erase 0x1000 4096\n"
+                                      "  tarn flash write 0x1000 --text \"line 3, cell 7\"\n"
+                                      "  tarn flash dump -o flash.bin\n"
+                                      "The flash has 16 MiB. Erased bytes read 0xff; writing can "
+                                      "only clear bits, so\nerase first. A card erases whole "
+                                      "sectors, the virtual one of 4 KiB.\n"));
     const auto add_range = [](CLI::App *command, FlashArguments &arguments, bool length) {
         add_number(command, "ADDRESS", arguments.address, "Byte in the flash", "ADDRESS", 0,
                    kFlashSize - 1)
@@ -253,14 +234,6 @@ void add_flash(CLI::App &app, Context &context) {
         add_command<FlashArguments>(*flash, context, "dump", "Save all of it", dump, flash_dump);
     add_file(command, *dump);
     command->get_option("--output")->required();
-
-    flash->footer(with_global_options("  tarn flash read 0x1000 256\n"
-                                      "  tarn flash read 0 65536 -o boot.bin\n"
-                                      "  tarn flash erase 0x1000 4096\n"
-                                      "  tarn flash write 0x1000 --text \"line 3, cell 7\"\n"
-                                      "  tarn flash dump -o flash.bin\n"
-                                      "The flash has 16 MiB. Erased bytes read 0xff; writing can "
-                                      "only clear bits, so erase first.\n"));
 }
 
 // ---- files of the card --------------------------------------------------------------------------
@@ -270,57 +243,38 @@ struct FileArguments {
     std::string remote;
 };
 
-// A name of a temporary file beside another one.
-fs::path beside(const fs::path &path) {
-    fs::path part = path;
-    part += ".part";
-    return part;
+// The last part of a path, as the name on the other side.
+std::string last_part(const std::string &path) {
+    std::string name = std::filesystem::path(path).filename().string();
+    if (name.empty()) {
+        throw UsageError("\"" + printable(path) + "\" ends with no name");
+    }
+    return name;
 }
 
-// A file that goes when it is not kept.
-class PartFile {
-  public:
-    explicit PartFile(const std::string &target) : target_(target), path_(beside(target)) {}
-    ~PartFile() {
-        std::error_code ignored;
-        fs::remove(path_, ignored);
-    }
-    PartFile(const PartFile &) = delete;
-    PartFile &operator=(const PartFile &) = delete;
-
-    [[nodiscard]] std::string path() const { return path_.string(); }
-    void keep() const {
-        std::error_code error;
-        fs::rename(path_, target_, error);
-        if (error) {
-            throw Failure("cannot write \"" + printable(target_.string()) + "\"", error.message());
-        }
-    }
-
-  private:
-    fs::path target_;
-    fs::path path_;
-};
-
+// `trouble` is what could not be done, when the transfer does not work.
 void upload(Context &context, const std::string &remote, const std::string &local,
-            const char *title) {
+            const char *title, const Failure &trouble) {
+    BoardHandle *board = context.session.board();
     Progress progress(title, context.output.json());
-    const uint32_t status = BoardFileUpload(context.session.board(), local.c_str(), remote.c_str(),
-                                            show_progress, &progress);
-    if (status == UINT32_MAX) { // of the transfer, which has no status of its own
-        throw Failure("cannot get \"" + printable(remote) + "\" from the card",
-                      "does the card have it, and may you write here?");
+    const uint32_t status =
+        BoardFileUpload(board, local.c_str(), remote.c_str(), Progress::report, &progress);
+    if (status == UINT32_MAX) { // a transfer has no status of its own
+        throw trouble;
     }
-    check(status, "cannot get \"" + printable(remote) + "\" from the card");
+    check(status, trouble.reason());
 }
 
 int file_get(Context &context, const FileArguments &arguments) {
-    const std::string target =
-        arguments.local.empty() ? fs::path(arguments.remote).filename().string() : arguments.local;
-    const PartFile part(target);
-    upload(context, arguments.remote, part.path(), "getting");
-    const uint64_t size = fs::file_size(part.path());
-    part.keep();
+    const std::string name = last_part(arguments.remote);
+    const std::string target = arguments.local.empty() ? name : arguments.local;
+    const TempFile part(TempFile::folder_for(target));
+    upload(context, arguments.remote, part.path(), "getting",
+           Failure("cannot get \"" + printable(arguments.remote) + "\" from the card",
+                   "does the card have such a file, is it alive (tarn board heartbeat), and is "
+                   "there room here?"));
+    const uint64_t size = std::filesystem::file_size(part.path());
+    part.become(target);
     if (context.output.json()) {
         context.output.document(Json::object().set("file", printable(target)).set("length", size));
     } else {
@@ -329,28 +283,41 @@ int file_get(Context &context, const FileArguments &arguments) {
     return kSuccess;
 }
 
-int file_put(Context &context, const FileArguments &arguments) {
-    const std::string remote =
-        arguments.remote.empty() ? fs::path(arguments.local).filename().string() : arguments.remote;
-    const std::vector<uint8_t> data = read_file(arguments.local);
-    if (data.size() > BOARD_FILE_SIZE_MAX) {
-        throw Failure(PCI_TARN_E_FILE_TOO_BIG,
-                      "\"" + printable(arguments.local) + "\" has " + counted(data.size(), "byte"));
+// The transfer itself does not tell when it was given up.
+void read_back(Context &context, const std::string &remote, const std::vector<uint8_t> &data) {
+    const TempFile copy(std::filesystem::temp_directory_path());
+    upload(context, remote, copy.path(), "reading back",
+           Failure("the card has not taken \"" + printable(remote) + "\"",
+                   "is the card alive (tarn board heartbeat)? Then send the file again"));
+    const std::vector<uint8_t> there = read_file(copy.path());
+    if (there.size() < data.size()) {
+        throw Failure("the card has only " + std::to_string(there.size()) + " of the " +
+                          counted(data.size(), "byte") + " of \"" + printable(remote) + "\"",
+                      "the transfer was given up in the middle; send the file again");
     }
-    {
-        Progress progress("sending", context.output.json());
-        check(BoardFileDownload(context.session.board(), arguments.local.c_str(), remote.c_str(),
-                                show_progress, &progress),
-              "cannot send \"" + printable(arguments.local) + "\"");
-    }
-    // The transfer itself does not tell when it was given up, so the file is read back.
-    const PartFile copy(
-        (fs::temp_directory_path() / ("tarn-" + fs::path(remote).filename().string())).string());
-    upload(context, remote, copy.path(), "reading back");
-    if (read_file(copy.path()) != data) {
+    if (there != data) {
         throw Failure("the card has another \"" + printable(remote) + "\" than was sent",
                       "did the file change meanwhile, or another program send one? Send it again");
     }
+}
+
+int file_put(Context &context, const FileArguments &arguments) {
+    const std::string remote =
+        arguments.remote.empty() ? last_part(arguments.local) : arguments.remote;
+    const uint64_t size = check_sendable(arguments.local);
+    if (size > BOARD_FILE_SIZE_MAX) {
+        throw Failure(PCI_TARN_E_FILE_TOO_BIG,
+                      "\"" + printable(arguments.local) + "\" has " + counted(size, "byte"));
+    }
+    const std::vector<uint8_t> data = read_file(arguments.local);
+    BoardHandle *board = context.session.board();
+    {
+        Progress progress("sending", context.output.json());
+        check(BoardFileDownload(board, arguments.local.c_str(), remote.c_str(), Progress::report,
+                                &progress),
+              "cannot send \"" + printable(arguments.local) + "\"");
+    }
+    read_back(context, remote, data);
     if (context.output.json()) {
         context.output.document(
             Json::object().set("file", printable(remote)).set("length", data.size()));
@@ -364,6 +331,12 @@ int file_put(Context &context, const FileArguments &arguments) {
 void add_files(CLI::App &app, Context &context) {
     CLI::App *file = app.add_subcommand("file", "Copy files to and from the card");
     file->require_subcommand(0, 1);
+    file->footer(with_global_options(
+        "  tarn file put recipe.txt\n"
+        "  tarn file put recipe-7.txt recipe.txt\n"
+        "  tarn file get recipe.txt copy.txt\n"
+        "What was sent is read back and compared. A file that cannot be got whole leaves\n"
+        "nothing behind.\n"));
     const auto get = std::make_shared<FileArguments>();
     CLI::App *command = add_command<FileArguments>(*file, context, "get",
                                                    "Copy a file from the card", get, file_get);
@@ -374,8 +347,6 @@ void add_files(CLI::App &app, Context &context) {
         add_command<FileArguments>(*file, context, "put", "Copy a file to the card", put, file_put);
     command->add_option("LOCAL", put->local, "File to send, at most 5 MiB")->required();
     command->add_option("REMOTE", put->remote, "Name on the card; the same without it");
-    file->footer(with_global_options("  tarn file put recipe.txt\n"
-                                     "  tarn file get recipe.txt copy.txt\n"));
 }
 
 // ---- update -------------------------------------------------------------------------------------
@@ -388,21 +359,27 @@ struct UpdateArguments {
 
 // A failure in the middle of an update, with the state that the card is in.
 Failure update_failure(uint32_t status, bool sent, const std::string &firmware) {
-    const std::string keeps = "the card keeps its firmware " + firmware;
+    const std::string keeps = "; the card keeps its firmware " + firmware;
+    constexpr const char *kNotSent = "the image could not be sent";
+    constexpr const char *kTryAgain = "nothing has been applied; when tarn board heartbeat says "
+                                      "that the card is alive, update again";
+    if (status == PCI_TARN_OK) { // it took what it had from an earlier update
+        return Failure(std::string(kNotSent) + ", and the card has taken an older or shorter one",
+                       "update again before any reset; until then firmware " + firmware +
+                           " runs on");
+    }
     if (!sent) {
-        return Failure(status, "the image could not be sent; " + keeps,
-                       "nothing has been applied; look with tarn board heartbeat whether the card "
-                       "is alive, then update again");
+        return Failure(status, kNotSent + keeps, kTryAgain);
     }
     if (no_answer(status)) {
         return Failure(status,
                        "the image was sent and the card did not say whether it took it; it still "
                        "runs firmware " +
                            firmware,
-                       "do not switch off now; wait until tarn board heartbeat says alive, then "
-                       "update again before any reset");
+                       "do not switch off now; when tarn board heartbeat says that the card is "
+                       "alive, update again before any reset");
     }
-    return Failure(status, "the card refused the image; " + keeps,
+    return Failure(status, "the card refused the image" + keeps,
                    "is it an image for this card, and complete? tarn update --check IMAGE looks at "
                    "it");
 }
@@ -413,20 +390,37 @@ void print_plan(const Output &output, const UpdateArguments &arguments, const Im
         return;
     }
     output.field("image", printable(arguments.image) + ", " + size_text(image.size));
-    output.field("its version", image.known ? image.version : "not known to tarn; the card looks");
+    output.field("its version",
+                 image.known ? image.version : "not known to tarn; the card looks at it");
     output.field("card", printable(card.name) + ", firmware " + printable(card.firmware_version));
+}
+
+// `sent` tells whether all of the image went out before the card was asked to apply it.
+uint32_t send_image(Context &context, const std::string &path, bool &sent) {
+    struct Report {
+        Progress progress;
+        bool &sent;
+    } report{Progress("updating", context.output.json()), sent};
+    return BoardUpdateEx(
+        context.session.board(), path.c_str(),
+        [](void *to, float fraction) {
+            auto *shown = static_cast<Report *>(to);
+            shown->sent = fraction >= 1.0F;
+            shown->progress.show(fraction);
+        },
+        &report);
 }
 
 int update(Context &context, const UpdateArguments &arguments) {
     const ImageInfo image = check_image(arguments.image);
-    BoardHandle *board = context.session.board();
-    BoardInfo card{};
-    check(BoardGetInfo(board, &card), "cannot read the card");
-    const std::string firmware = printable(card.firmware_version);
     if (image.size > BOARD_UPDATE_SIZE_MAX && !arguments.unlimited) {
         throw Failure(PCI_TARN_E_UPDATE_TOO_BIG,
                       "\"" + printable(arguments.image) + "\" has " + counted(image.size, "byte"));
     }
+    BoardHandle *board = context.session.board();
+    BoardInfo card{};
+    check(BoardGetInfo(board, &card), "cannot read the card");
+    const std::string firmware = printable(card.firmware_version);
     if (image.known && image.model != card.model) {
         throw Failure("the image is for \"" + image.model + "\", the card is a \"" +
                           printable(card.model) + "\"",
@@ -442,21 +436,10 @@ int update(Context &context, const UpdateArguments &arguments) {
     if (arguments.unlimited) {
         BoardUpdateUnlimitSize();
     }
-    float sent = 0;
-    struct Reporter {
-        Progress progress;
-        float &sent;
-    } reporter{Progress("updating", context.output.json()), sent};
-    const uint32_t status = BoardUpdateEx(
-        board, arguments.image.c_str(),
-        [](void *to, float fraction) {
-            auto *report = static_cast<Reporter *>(to);
-            report->sent = fraction;
-            report->progress.show(fraction);
-        },
-        &reporter);
-    if (status != PCI_TARN_OK) {
-        throw update_failure(status, sent >= 1.0F, firmware);
+    bool sent = false;
+    const uint32_t status = send_image(context, arguments.image, sent);
+    if (status != PCI_TARN_OK || !sent) {
+        throw update_failure(status, sent, firmware);
     }
     if (context.output.json()) {
         context.output.document(image_json(image).set("firmware_before", firmware));

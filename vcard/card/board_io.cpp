@@ -63,6 +63,11 @@ uint32_t BoardIo::take(uint32_t offset) const {
                                      __ATOMIC_ACQ_REL);
 }
 
+bool BoardIo::replace(uint32_t offset, uint32_t expected, uint32_t value) const {
+    return __atomic_compare_exchange_n(reinterpret_cast<uint32_t *>(registers_ + offset), &expected,
+                                       value, false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
+}
+
 Ticks BoardIo::ticks(Time now) const {
     const auto passed = std::chrono::duration_cast<std::chrono::nanoseconds>(now - origin_).count();
     return static_cast<Ticks>(passed / kNanosecondsPerTick);
@@ -80,6 +85,7 @@ void BoardIo::restart(Time now) {
     wired_ = wiring_;
     pwm_ = {};
     pulses_ = {};
+    counts_ = {};
     latch_ = {};
     publish(0);
 }
@@ -158,13 +164,49 @@ void BoardIo::look_at_pwm(Ticks now, uint32_t enabled) {
     }
 }
 
+// While a train runs its start bit stays set, so another count is what starts it anew.
 void BoardIo::look_at_pulses(Ticks now, uint32_t enabled) {
-    const uint32_t starts = take(bar1::kPulseStart);
+    const uint32_t starts = read(bar1::kPulseStart);
+    const uint32_t flags = read(bar1::kPulseFlags);
     for (uint32_t n = 0; n < kOutputChannels; ++n) {
         const uint32_t offset = bar1::kPulse + n * kChannelStride;
         const uint32_t bits = kPulseEnableBits >> (2 * n);
-        pulses_[n].look(now, {(enabled & bits) == bits, read(offset + 8), read(offset + 12)},
-                        (starts >> n & 1) != 0, read(bar1::kPulseCount + n * 4));
+        const uint32_t count = read(bar1::kPulseCount + n * 4);
+        const uint32_t left = pulses_[n].left(now);
+        const bool train = counts_[n] > 0;
+        const bool bit = (starts >> n & 1) != 0;
+        const bool start = train ? count != counts_[n] : bit;
+        pulses_[n].look(
+            now,
+            {(enabled & bits) == bits, read(offset + 8), read(offset + 12), (flags >> n & 1) != 0},
+            start, count);
+        const uint32_t undone = train && !start ? left : count;
+        if (!show_train(now, n, count, undone) && bit) {
+            end_start_bit(n, undone);
+        }
+    }
+}
+
+// `undone` is what a train that no longer runs has left. True while there is a train.
+bool BoardIo::show_train(Ticks now, uint32_t channel, uint32_t count, uint32_t undone) {
+    const bool running = pulses_[channel].running(now);
+    const uint32_t shown = running ? pulses_[channel].left(now) : undone;
+    if (count != shown && !replace(bar1::kPulseCount + channel * 4, count, shown)) {
+        counts_[channel] = count; // the host has just stored another one, for the next look
+        return true;
+    }
+    counts_[channel] = running ? shown : 0;
+    return running;
+}
+
+// A host that starts the next train at this moment stores the count first; its start must not be
+// lost.
+void BoardIo::end_start_bit(uint32_t channel, uint32_t count) const {
+    auto *word = reinterpret_cast<uint32_t *>(registers_ + bar1::kPulseStart);
+    const uint32_t bit = 1U << channel;
+    __atomic_fetch_and(word, ~bit, __ATOMIC_ACQ_REL);
+    if (read(bar1::kPulseCount + channel * 4) != count) {
+        __atomic_fetch_or(word, bit, __ATOMIC_ACQ_REL);
     }
 }
 

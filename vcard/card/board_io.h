@@ -38,6 +38,8 @@ class BoardIo {
     [[nodiscard]] Levels levels(Ticks now) const;
     void look_at_pwm(Ticks now, uint32_t enabled);
     void look_at_pulses(Ticks now, uint32_t enabled);
+    [[nodiscard]] bool show_train(Ticks now, uint32_t channel, uint32_t count, uint32_t undone);
+    void end_start_bit(uint32_t channel, uint32_t count) const;
     void look_at_latch(Ticks now);
     void publish(Ticks now);
 
@@ -45,6 +47,8 @@ class BoardIo {
     void write(uint32_t offset, uint32_t value) const;
     void write_value(uint32_t offset, uint64_t value) const;
     [[nodiscard]] uint32_t take(uint32_t offset) const; // leaves 0
+    // False, and nothing written, when the host has stored another value than `expected`.
+    [[nodiscard]] bool replace(uint32_t offset, uint32_t expected, uint32_t value) const;
 
     uint8_t *registers_;
     Wiring wiring_;
@@ -54,6 +58,7 @@ class BoardIo {
     uint32_t outputs_ = 0;
     std::array<PwmOutput, kOutputChannels> pwm_;
     std::array<PulseOutput, kOutputChannels> pulses_;
+    std::array<uint32_t, kOutputChannels> counts_{}; // as last shown; 0: no train
     Latch latch_;
 };
 

@@ -181,11 +181,13 @@ void CardLayout::publish(const CardMemory &memory) const {
     card::store32(block + offsetof(ConfigBlock, channel_count), config_.channels);
     store_text(block + offsetof(ConfigBlock, model), config_.model);
     store_text(block + offsetof(ConfigBlock, name), config_.name);
-    card::store32(block + offsetof(ConfigBlock, alive), 0);
     for (uint32_t channel = 0; channel < config_.channels; ++channel) {
         publish_channel(block + channel_area_offset(channel));
     }
+    // A host that sees the card alive may ask for the next reset at once.
+    card::store32(block + offsetof(ConfigBlock, reset_request), 0);
     card::store32(block + offsetof(ConfigBlock, magic), kConfigDoneMagic);
+    card::store32(block + offsetof(ConfigBlock, alive), 0);
 }
 
 void CardLayout::publish_channel(uint8_t *area) const {

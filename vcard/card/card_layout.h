@@ -44,8 +44,8 @@ class CardLayout {
         config_.firmware_version = std::move(version);
     }
 
-    // Writes what the firmware tells about itself; the magic comes last. Counters, buffers and
-    // what the host has written stay.
+    // Writes what the firmware tells about itself and takes a reset request back; the magic comes
+    // last but for the alive word. Counters, buffers and what else the host has written stay.
     void publish(const CardMemory &memory) const;
 
   private:

@@ -33,21 +33,27 @@ std::string PwmOutput::describe(Ticks now) const {
 void PulseOutput::stop(Ticks now) {
     done_ += wave_.periods(now);
     wave_ = {};
+    wave_.inverted = setting_.inverted;
+}
+
+void PulseOutput::begin(Ticks now, uint32_t count) {
+    stop(now);
+    if (setting_.enabled && setting_.period > 0 && count > 0) {
+        wave_ = {now, setting_.period, setting_.high, count, setting_.inverted};
+    }
+}
+
+uint32_t PulseOutput::left(Ticks now) const {
+    return static_cast<uint32_t>(wave_.limit - wave_.periods(now));
 }
 
 void PulseOutput::look(Ticks now, const OutputSetting &setting, bool start, uint32_t count) {
-    const bool possible = setting.enabled && setting.period > 0;
-    if (running(now) && setting != setting_) {
-        const auto left = static_cast<uint32_t>(wave_.limit - wave_.periods(now));
-        stop(now);
-        if (possible) {
-            wave_ = {now, setting.period, setting.high, left};
-        }
+    if (setting != setting_) {
+        setting_ = setting;
+        begin(now, left(now));
     }
-    setting_ = setting;
-    if (start && possible && count > 0) {
-        stop(now);
-        wave_ = {now, setting.period, setting.high, count};
+    if (start) {
+        begin(now, count);
     }
 }
 
@@ -57,8 +63,7 @@ std::string PulseOutput::describe(Ticks now) const {
     }
     std::string text = std::to_string(pulses(now)) + " pulses";
     if (running(now)) {
-        text +=
-            ", " + std::to_string(wave_.limit - wave_.periods(now)) + " to come at " + rate(wave_);
+        text += ", " + std::to_string(left(now)) + " to come at " + rate(wave_);
     }
     return text;
 }

@@ -13,6 +13,7 @@ struct OutputSetting {
     bool enabled = false;
     uint32_t period = 0; // ticks
     uint32_t high = 0;   // ticks
+    bool inverted = false;
     bool operator==(const OutputSetting &) const = default;
 };
 
@@ -37,11 +38,13 @@ class PwmOutput {
 class PulseOutput {
   public:
     // `start`: begin a train of `count` pulses, which ends one that runs. A train goes on with
-    // what is left of it when period or high time change, and ends when the output is disabled.
+    // what is left of it when the setting changes, and ends when the output is disabled.
     void look(Ticks now, const OutputSetting &setting, bool start, uint32_t count);
 
     [[nodiscard]] const Waveform &wave() const { return wave_; }
     [[nodiscard]] bool running(Ticks now) const { return wave_.period > 0 && !wave_.ended(now); }
+    // Pulses of the train that are to come; 0: none runs.
+    [[nodiscard]] uint32_t left(Ticks now) const;
     [[nodiscard]] uint64_t pulses(Ticks now) const { return done_ + wave_.periods(now); }
 
     // Empty while it never ran.
@@ -49,6 +52,7 @@ class PulseOutput {
 
   private:
     void stop(Ticks now);
+    void begin(Ticks now, uint32_t count);
 
     OutputSetting setting_;
     Waveform wave_;

@@ -4,8 +4,25 @@
 
 namespace tarn::vcard {
 
+namespace {
+
+Edge opposite(Edge edge) {
+    switch (edge) {
+    case Edge::Rising:
+        return Edge::Falling;
+    case Edge::Falling:
+        return Edge::Rising;
+    case Edge::Either:
+        break;
+    }
+    return edge;
+}
+
+} // namespace
+
 bool Waveform::level(Ticks now) const {
-    return period > 0 && now >= start && !ended(now) && (now - start) % period < high;
+    const bool plain = period > 0 && now >= start && !ended(now) && (now - start) % period < high;
+    return plain != inverted;
 }
 
 uint64_t Waveform::periods(Ticks now) const {
@@ -30,6 +47,10 @@ std::optional<Ticks> Waveform::next(Ticks after, Ticks first) const {
 }
 
 std::optional<Ticks> Waveform::next_edge(Ticks after, Edge edge) const {
+    return next_plain_edge(after, inverted ? opposite(edge) : edge);
+}
+
+std::optional<Ticks> Waveform::next_plain_edge(Ticks after, Edge edge) const {
     if (period == 0 || high == 0) {
         return std::nullopt;
     }

@@ -12,12 +12,14 @@ inline constexpr Ticks kTicksPerSecond = 125'000'000;
 
 enum class Edge { Rising, Falling, Either };
 
-// Each period begins with its high time. A high time of a whole period or more leaves no gap.
+// Each period begins with its high time. A high time of a whole period or more leaves no gap. An
+// inverted signal is high where another is low.
 struct Waveform {
     Ticks start = 0;
-    uint32_t period = 0; // 0: the signal is low
+    uint32_t period = 0; // 0: no signal
     uint32_t high = 0;
     uint32_t limit = 0; // periods; 0: endless
+    bool inverted = false;
 
     [[nodiscard]] bool level(Ticks now) const;
     [[nodiscard]] uint64_t periods(Ticks now) const; // that are over
@@ -28,6 +30,7 @@ struct Waveform {
 
   private:
     [[nodiscard]] std::optional<Ticks> next(Ticks after, Ticks first) const;
+    [[nodiscard]] std::optional<Ticks> next_plain_edge(Ticks after, Edge edge) const;
 };
 
 } // namespace tarn::vcard

@@ -13,7 +13,8 @@
 // piece. A user may cancel at any time; its number is unknown then.
 //
 // When the handle is closed, in whatever way the process ends, the card has gone: its interface is
-// withdrawn, waits and transfers fail. Memory that users have mapped stays theirs.
+// withdrawn, waits and transfers fail. Memory that users have mapped stays theirs, until they unmap
+// it or end.
 #pragma once
 
 #include <cstddef>
@@ -40,7 +41,7 @@ enum FirmwareCode : uint32_t {
 };
 
 inline constexpr uint32_t kBarLimit = 64U << 20;      // bytes of one BAR
-inline constexpr uint32_t kPieceLimit = 65536;        // bytes
+inline constexpr uint32_t kPieceLimit = 16384;        // bytes
 inline constexpr uint32_t kTransferLimit = 64U << 20; // bytes
 
 struct AttachRequest {

@@ -43,6 +43,7 @@ struct Client {
     uint32_t session; // that it was opened in; 0 when there was none
     uint32_t latched; // interrupts that came while it did not wait, a bit each
     bool woken;       // while an interrupt is raised
+    bool left;        // the handle is closed; nothing is kept for it any more
 };
 
 struct Node {
@@ -63,6 +64,7 @@ struct Node {
     LIST_ENTRY transfers; // requests that the firmware has to serve
     LIST_ENTRY looks;     // requests of the firmware for the next event
     Client *firmware;     // null while nobody is attached
+    bool removed;         // nobody may attach any more
     uint32_t session;     // counts attachments; a user of an earlier one has lost its card
     uint32_t next_id;
     bool kicked;
@@ -150,6 +152,7 @@ void on_cancel(DEVICE_OBJECT *device, IRP *irp) {
         --held(irp).client->request_count;
     }
     complete(irp, STATUS_CANCELLED);
+    IoReleaseRemoveLock(&node.remove_lock, irp);
 }
 
 // Takes a request out of its list. False when it is being cancelled: then on_cancel(), which waits
@@ -166,7 +169,7 @@ bool take(IRP *irp) {
 // Requests that are to be completed when the lock has been left.
 class Completions {
   public:
-    Completions() { InitializeListHead(&list_); }
+    explicit Completions(Node &node) : node_(node) { InitializeListHead(&list_); }
     void add(IRP *irp, NTSTATUS status, ULONG_PTR bytes = 0) {
         irp->IoStatus.Status = status;
         irp->IoStatus.Information = bytes;
@@ -174,13 +177,16 @@ class Completions {
     }
     ~Completions() {
         while (!IsListEmpty(&list_)) {
-            IoCompleteRequest(irp_of(RemoveHeadList(&list_)), IO_NO_INCREMENT);
+            IRP *irp = irp_of(RemoveHeadList(&list_));
+            IoCompleteRequest(irp, IO_NO_INCREMENT);
+            IoReleaseRemoveLock(&node_.remove_lock, irp);
         }
     }
     Completions(const Completions &) = delete;
     Completions &operator=(const Completions &) = delete;
 
   private:
+    Node &node_;
     LIST_ENTRY list_;
 };
 
@@ -197,10 +203,17 @@ void take_all(LIST_ENTRY &list, NTSTATUS status, Completions &done, Wanted wante
 }
 
 // Puts a request into a list, under the lock. The result is the one of the dispatch routine; unless
-// it is "pending" the request is still to be completed with it.
-NTSTATUS keep(IRP *irp, LIST_ENTRY &list, const Held &what, Completions &done) {
+// it is "pending" the request is still to be completed with it. The node stays until it is.
+NTSTATUS keep(Node &node, IRP *irp, LIST_ENTRY &list, const Held &what, Completions &done) {
+    if (what.client->left) {
+        return STATUS_FILE_CLOSED;
+    }
     if (what.client->request_count >= kRequestLimit) {
         return STATUS_INSUFFICIENT_RESOURCES;
+    }
+    const NTSTATUS status = IoAcquireRemoveLock(&node.remove_lock, irp);
+    if (!NT_SUCCESS(status)) {
+        return status;
     }
     held(irp) = what;
     IoMarkIrpPending(irp);
@@ -263,7 +276,7 @@ vcard::FirmwareEvent describe(IRP *transfer) {
 
 // Gives the firmware what there is for it, as far as it asks.
 void deliver(Node &node) {
-    Completions done;
+    Completions done(node);
     const SpinGuard guard(node);
     for (;;) {
         IRP *transfer = undelivered_transfer(node);
@@ -295,10 +308,9 @@ NTSTATUS open_caller(HANDLE *process) {
     return ZwOpenProcess(process, PROCESS_ALL_ACCESS, &attributes, &id);
 }
 
-void drop_view(Client &client, View *view) {
+void forget_view(Client &client, View *view) {
     RemoveEntryList(&view->link);
     --client.view_count;
-    ZwUnmapViewOfSection(view->process, view->address);
     ZwClose(view->process);
     ExFreePoolWithTag(view, kTag);
 }
@@ -361,7 +373,8 @@ NTSTATUS unmap_bar(Node &node, Client &client, const driver::UnmapRequest &reque
         if (view->bar == request.bar &&
             reinterpret_cast<uint64_t>(view->address) == request.address &&
             view->process_id == PsGetCurrentProcessId()) {
-            drop_view(client, view);
+            ZwUnmapViewOfSection(view->process, view->address);
+            forget_view(client, view);
             return STATUS_SUCCESS;
         }
     }
@@ -420,6 +433,9 @@ NTSTATUS attach(Node &node, Client &client, const vcard::AttachRequest &request)
     const SetupGuard setup(node);
     {
         const SpinGuard guard(node);
+        if (node.removed || client.left) {
+            return STATUS_DELETE_PENDING;
+        }
         if (node.firmware != nullptr) {
             return STATUS_DEVICE_BUSY;
         }
@@ -441,22 +457,29 @@ NTSTATUS set_shown(Node &node, bool shown) {
         return STATUS_SUCCESS;
     }
     const NTSTATUS status = IoSetDeviceInterfaceState(&node.card_interface, shown ? TRUE : FALSE);
-    if (NT_SUCCESS(status)) {
-        node.shown = shown;
-    }
+    node.shown = shown && NT_SUCCESS(status);
     return status;
 }
 
-NTSTATUS show(Node &node, uint32_t on) {
+// Whether the handle is the card, now; requests that were on their way when it left must not act.
+bool is_firmware(Node &node, const Client &client) {
+    const SpinGuard guard(node);
+    return node.firmware == &client;
+}
+
+NTSTATUS show(Node &node, const Client &client, uint32_t on) {
     const SetupGuard guard(node);
-    return on <= 1 ? set_shown(node, on == 1) : STATUS_INVALID_PARAMETER;
+    if (on > 1) {
+        return STATUS_INVALID_PARAMETER;
+    }
+    return is_firmware(node, client) ? set_shown(node, on == 1) : STATUS_DEVICE_NOT_CONNECTED;
 }
 
 // The card has gone. Under `setup`.
 void detach(Node &node) {
     set_shown(node, false);
     {
-        Completions done;
+        Completions done(node);
         const SpinGuard guard(node);
         node.firmware = nullptr;
         for (LIST_ENTRY *list : {&node.waits, &node.transfers, &node.looks}) {
@@ -466,19 +489,28 @@ void detach(Node &node) {
     close_sections(node);
 }
 
-NTSTATUS raise(Node &node, uint32_t interrupt) {
+// Wakes everybody who waits for an interrupt. A wait that is being cancelled is not woken.
+void wake(Node &node, uint32_t interrupt, Completions &done) {
+    for (LIST_ENTRY *entry = node.waits.Flink; entry != &node.waits;) {
+        IRP *irp = irp_of(entry);
+        entry = entry->Flink;
+        if (held(irp).number == interrupt && take(irp)) {
+            held(irp).client->woken = true;
+            done.add(irp, STATUS_SUCCESS);
+        }
+    }
+}
+
+NTSTATUS raise(Node &node, const Client &firmware, uint32_t interrupt) {
     if (interrupt >= driver::kInterruptCount) {
         return STATUS_INVALID_PARAMETER;
     }
-    Completions done;
+    Completions done(node);
     const SpinGuard guard(node);
-    take_all(node.waits, STATUS_SUCCESS, done, [interrupt](const Held &wait) {
-        if (wait.number != interrupt) {
-            return false;
-        }
-        wait.client->woken = true;
-        return true;
-    });
+    if (node.firmware != &firmware) {
+        return STATUS_DEVICE_NOT_CONNECTED;
+    }
+    wake(node, interrupt, done);
     // Those that did not wait find it when they next do, once.
     for (LIST_ENTRY *entry = node.clients.Flink; entry != &node.clients; entry = entry->Flink) {
         Client *client = CONTAINING_RECORD(entry, Client, link);
@@ -523,7 +555,7 @@ NTSTATUS move_piece(Node &node, const vcard::Piece &piece, uint8_t *bytes, bool 
 }
 
 NTSTATUS complete_transfer(Node &node, const vcard::Completion &completion) {
-    Completions done;
+    Completions done(node);
     const SpinGuard guard(node);
     IRP *irp = find_transfer(node, completion.id);
     if (irp == nullptr) {
@@ -542,16 +574,18 @@ NTSTATUS complete_transfer(Node &node, const vcard::Completion &completion) {
 
 // ---- handles ---------------------------------------------------------------------------------
 
-void drop_requests(Node &node, const Client &client) {
-    Completions done;
+void drop_requests(Node &node, Client &client) {
+    Completions done(node);
     const SpinGuard guard(node);
+    client.left = true;
     for (LIST_ENTRY *list : {&node.waits, &node.transfers, &node.looks}) {
         take_all(*list, STATUS_CANCELLED, done,
                  [&client](const Held &request) { return request.client == &client; });
     }
 }
 
-// Ends everything that a handle has. May be called twice.
+// Ends everything that a handle has. May be called twice. What was mapped and not unmapped stays
+// until its process ends, which may be ending now: it is no time to reach into it.
 void leave(Node &node, Client &client) {
     drop_requests(node, client);
     const SetupGuard guard(node);
@@ -559,7 +593,7 @@ void leave(Node &node, Client &client) {
         detach(node);
     }
     while (!IsListEmpty(&client.views)) {
-        drop_view(client, CONTAINING_RECORD(client.views.Flink, View, link));
+        forget_view(client, CONTAINING_RECORD(client.views.Flink, View, link));
     }
 }
 
@@ -620,14 +654,14 @@ NTSTATUS wait_for_interrupt(Node &node, Client &client, IRP *irp, uint32_t inter
     }
     NTSTATUS status = STATUS_SUCCESS;
     {
-        Completions done;
+        Completions done(node);
         const SpinGuard guard(node);
         if ((client.latched & (1U << interrupt)) != 0) {
             client.latched &= ~(1U << interrupt);
         } else if (!connected(node, client)) {
             status = STATUS_DEVICE_NOT_CONNECTED;
         } else {
-            status = keep(irp, node.waits, {&client, interrupt, 0, nullptr, 0, 0}, done);
+            status = keep(node, irp, node.waits, {&client, interrupt, 0, nullptr, 0, 0}, done);
             node.kicked = true;
         }
     }
@@ -642,18 +676,17 @@ NTSTATUS start_transfer(Node &node, Client &client, IRP *irp, uint32_t kind, uin
     if (length > vcard::kTransferLimit || irp->MdlAddress == nullptr) {
         return complete(irp, STATUS_INVALID_PARAMETER);
     }
-    auto *data =
-        static_cast<uint8_t *>(MmGetSystemAddressForMdlSafe(irp->MdlAddress, NormalPagePriority));
+    auto *data = static_cast<uint8_t *>(map_data(irp->MdlAddress));
     if (data == nullptr) {
         return complete(irp, STATUS_INSUFFICIENT_RESOURCES);
     }
     NTSTATUS status = STATUS_DEVICE_NOT_CONNECTED;
     {
-        Completions done;
+        Completions done(node);
         const SpinGuard guard(node);
         if (connected(node, client)) {
-            status =
-                keep(irp, node.transfers, {&client, ++node.next_id, 0, data, length, kind}, done);
+            status = keep(node, irp, node.transfers,
+                          {&client, ++node.next_id, 0, data, length, kind}, done);
         }
     }
     return kept(node, irp, status);
@@ -676,9 +709,7 @@ NTSTATUS on_write(Node &node, IRP *irp, IO_STACK_LOCATION *stack) {
 }
 
 NTSTATUS map_bar_request(Node &node, Client &client, IRP *irp, uint32_t bar) {
-    void *out = irp->MdlAddress == nullptr
-                    ? nullptr
-                    : MmGetSystemAddressForMdlSafe(irp->MdlAddress, NormalPagePriority);
+    void *out = irp->MdlAddress == nullptr ? nullptr : map_data(irp->MdlAddress);
     if (out == nullptr) {
         return complete(irp, STATUS_INSUFFICIENT_RESOURCES);
     }
@@ -693,11 +724,13 @@ NTSTATUS map_bar_request(Node &node, Client &client, IRP *irp, uint32_t bar) {
 
 // A request of the firmware for the next event.
 NTSTATUS next_event(Node &node, Client &client, IRP *irp) {
-    NTSTATUS status = STATUS_SUCCESS;
+    NTSTATUS status = STATUS_DEVICE_NOT_CONNECTED;
     {
-        Completions done;
+        Completions done(node);
         const SpinGuard guard(node);
-        status = keep(irp, node.looks, {&client, 0, 0, nullptr, 0, 0}, done);
+        if (node.firmware == &client) {
+            status = keep(node, irp, node.looks, {&client, 0, 0, nullptr, 0, 0}, done);
+        }
     }
     return kept(node, irp, status);
 }
@@ -770,7 +803,7 @@ NTSTATUS on_control(Node &node, IRP *irp, IO_STACK_LOCATION *stack) {
     if (!fits(*shape, parameters.InputBufferLength, parameters.OutputBufferLength)) {
         return complete(irp, STATUS_INVALID_PARAMETER);
     }
-    if (shape->firmware && node.firmware != client) {
+    if (shape->firmware && !is_firmware(node, *client)) {
         return complete(irp, STATUS_ACCESS_DENIED);
     }
     const void *input = irp->AssociatedIrp.SystemBuffer;
@@ -792,9 +825,9 @@ NTSTATUS on_control(Node &node, IRP *irp, IO_STACK_LOCATION *stack) {
         return complete(irp,
                         attach(node, *client, *static_cast<const vcard::AttachRequest *>(input)));
     case vcard::kShow:
-        return complete(irp, show(node, *static_cast<const uint32_t *>(input)));
+        return complete(irp, show(node, *client, *static_cast<const uint32_t *>(input)));
     case vcard::kRaise:
-        return complete(irp, raise(node, *static_cast<const uint32_t *>(input)));
+        return complete(irp, raise(node, *client, *static_cast<const uint32_t *>(input)));
     case vcard::kNextEvent:
         return next_event(node, *client, irp);
     case vcard::kFetch:
@@ -839,9 +872,14 @@ NTSTATUS start(Node &node, IRP *irp) {
     return complete(irp, status);
 }
 
+// The node is about to go: its users have lost the card, and nobody becomes it any more.
 void withdraw(Node &node) {
-    const SetupGuard guard(node);
+    const SetupGuard setup(node);
     IoSetDeviceInterfaceState(&node.firmware_interface, FALSE);
+    {
+        const SpinGuard guard(node);
+        node.removed = true;
+    }
     detach(node);
 }
 
@@ -901,6 +939,10 @@ template <Handler handler>
 NTSTATUS dispatch(DEVICE_OBJECT *device, IRP *irp) {
     Node &node = node_of(device);
     IO_STACK_LOCATION *stack = IoGetCurrentIrpStackLocation(irp);
+    // Handles are closed whatever happens to the node: what they hold must be given back.
+    if (stack->MajorFunction == IRP_MJ_CLEANUP || stack->MajorFunction == IRP_MJ_CLOSE) {
+        return handler(node, irp, stack);
+    }
     const NTSTATUS status = IoAcquireRemoveLock(&node.remove_lock, irp);
     if (!NT_SUCCESS(status)) {
         return complete(irp, status);

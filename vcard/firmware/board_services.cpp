@@ -11,11 +11,6 @@ namespace {
 
 using Result = std::optional<Reply>;
 
-struct FlashRange {
-    uint32_t address;
-    uint32_t length;
-};
-
 Reply out_of_flash(uint32_t address, uint64_t length) {
     return Reply::refused(status::kOutOfBounds, std::to_string(length) + " bytes from " +
                                                     std::to_string(address) +
@@ -27,7 +22,7 @@ Reply not_written() {
 }
 
 Result erase_flash(Channel &channel, Mailbox &, const Request &request) {
-    const auto range = request.value<FlashRange>();
+    const auto range = request.value<FlashRangeRecord>();
     if (!Flash::inside(range.address, range.length)) {
         return out_of_flash(range.address, range.length);
     }
@@ -48,7 +43,7 @@ Result write_flash(Channel &channel, Mailbox &, const Request &request) {
 }
 
 Result read_flash(Channel &channel, Mailbox &mailbox, const Request &request) {
-    const auto range = request.value<FlashRange>();
+    const auto range = request.value<FlashRangeRecord>();
     if (!Flash::inside(range.address, range.length)) {
         return out_of_flash(range.address, range.length);
     }
@@ -80,9 +75,9 @@ Result set_timeout_trigger(Channel &channel, Mailbox &, const Request &request) 
 constexpr Service kServices[] = {
     {Command::ApplyUpdate, Ring::Board, 0, Needs::Nothing, apply_update},
     {Command::LedControl, Ring::Board, 4, Needs::Nothing, set_leds},
-    {Command::FlashRead, Ring::Board, sizeof(FlashRange), Needs::Nothing, read_flash},
+    {Command::FlashRead, Ring::Board, sizeof(FlashRangeRecord), Needs::Nothing, read_flash},
     {Command::FlashWrite, Ring::Board, kAnyLength, Needs::Nothing, write_flash},
-    {Command::FlashErase, Ring::Board, sizeof(FlashRange), Needs::Nothing, erase_flash},
+    {Command::FlashErase, Ring::Board, sizeof(FlashRangeRecord), Needs::Nothing, erase_flash},
     {Command::TimeoutTriggerOn, Ring::Board, 4, Needs::Nothing, set_timeout_trigger},
     {Command::TimeoutTriggerOff, Ring::Board, 4, Needs::Nothing, set_timeout_trigger},
 };

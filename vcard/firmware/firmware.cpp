@@ -9,6 +9,7 @@
 #include "vcard/firmware/channel.h"
 
 #include <array>
+#include <cstdio>
 #include <deque>
 #include <fstream>
 #include <iterator>
@@ -48,6 +49,22 @@ void check_memory(const CardMemory &memory) {
                                         std::to_string(kBarSizes[bar]) + " are needed");
         }
     }
+}
+
+// Names and versions that others chose must not forge lines or reach the terminal as commands.
+std::string without_controls(const std::string &text) {
+    std::string line;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= ' ' && byte != 0x7F) {
+            line += c;
+        } else {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned>(byte));
+            line += code;
+        }
+    }
+    return line;
 }
 
 class SeenLog {
@@ -128,7 +145,8 @@ struct Firmware::State {
 
 std::string Firmware::State::stamped(const std::string &text) const {
     const std::string time = wall_clock.text(now());
-    return time.empty() ? text : time + " " + text;
+    const std::string line = without_controls(text);
+    return time.empty() ? line : time + " " + line;
 }
 
 void Firmware::State::boot(Clock::time_point time) {
@@ -201,7 +219,6 @@ bool Firmware::State::serve_reset(Clock::time_point time) {
         choose_version();
         start(time);
         layout.restart(memory);
-        card::store32(block_word(offsetof(ConfigBlock, reset_request)), 0);
         worked = true;
     }
     return worked;
@@ -210,8 +227,8 @@ bool Firmware::State::serve_reset(Clock::time_point time) {
 // Until the end the card is silent: no magic, not alive, no replies.
 void Firmware::State::begin_reset(Clock::time_point time) {
     log("board reset");
-    card::store32(block_word(offsetof(ConfigBlock, magic)), 0);
     card::store32(block_word(offsetof(ConfigBlock, alive)), 1);
+    card::store32(block_word(offsetof(ConfigBlock, magic)), 0);
     for (const std::unique_ptr<Channel> &channel : channels) {
         channel->shut_down(time);
     }

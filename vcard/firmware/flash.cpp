@@ -115,6 +115,9 @@ void Flash::load() {
 void Flash::set_aside() {
     std::error_code error;
     fs::rename(name_, name_ + ".bad", error);
+    if (error) {
+        content_.assign(kSize, kErased);
+    }
     log_("flash: " + name_ + " is damaged; the card starts with an empty flash, " +
          (error ? "the first write replaces the file" : "the file is now " + name_ + ".bad"));
 }

@@ -68,6 +68,12 @@ bool printable(const std::string &text) {
            std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+void name_another_model(VcardImageHeader &header) {
+    const bool taken = text_of(header.model) == "another card";
+    std::memset(header.model, 0, kTextSize);
+    std::strcpy(header.model, taken ? "a third card" : "another card");
+}
+
 // Every kind of broken image is whole but for the one thing that its name says.
 struct Breakage {
     ImageKind kind;
@@ -90,9 +96,7 @@ const std::vector<Breakage> &breakages() {
          }},
         {{"checksum", "a bit of the payload is wrong"}, [](Image &image) { image.back() ^= 0x10; }},
         {{"model", "for another card model"},
-         [](Image &image) {
-             change_header(image, [](auto &header) { std::strcpy(header.model, "another card"); });
-         }},
+         [](Image &image) { change_header(image, name_another_model); }},
         {{"version", "version text too long for the card"},
          [](Image &image) {
              change_header(image,

@@ -71,13 +71,14 @@ CardMemory map_memory(DriverNode &node) {
 } // namespace
 
 struct CardServer::State {
-    State(const CardConfig &config, const std::string &node_path, const LogLine &log)
-        : node(node_path), memory(map_memory(node)),
+    State(const CardConfig &config, const std::string &node_path, const LogLine &log_line)
+        : node(node_path), memory(map_memory(node)), log(log_line),
           firmware(
-              config, memory, [this](unsigned interrupt) { node.raise(interrupt); }, log) {}
+              config, memory, [this](unsigned interrupt) { node.raise(interrupt); }, log_line) {}
 
     void run();
     void serve_event();
+    void lose_node();
     bool serve_transfer(const FirmwareEvent &event, uint32_t &moved);
     bool dma_read(const FirmwareEvent &event);
     bool dma_write(const FirmwareEvent &event);
@@ -86,6 +87,7 @@ struct CardServer::State {
 
     DriverNode node;
     const CardMemory memory;
+    const LogLine log;
     std::map<std::pair<uint32_t, uint32_t>, std::vector<uint8_t>> selectors;
     FineTimer timer;
     Event stop;
@@ -98,7 +100,9 @@ struct CardServer::State {
 // ---- the serving thread ----------------------------------------------------------------------
 
 void CardServer::State::run() {
-    node_gone = !node.ask();
+    if (!node.ask()) {
+        lose_node();
+    }
     for (;;) {
         const bool busy = serve_until_quiet(firmware, spin);
         const std::array<HANDLE, 2> events = {stop.get(), node.event()};
@@ -110,6 +114,8 @@ void CardServer::State::run() {
         }
         if (result == WAIT_OBJECT_0 + 1) {
             serve_event();
+        } else if (result == WAIT_FAILED) {
+            std::this_thread::sleep_for(kServingTick);
         }
     }
 }
@@ -117,15 +123,25 @@ void CardServer::State::run() {
 void CardServer::State::serve_event() {
     FirmwareEvent event;
     if (!node.next_event(event)) {
-        node_gone = true;
+        lose_node();
         return;
     }
     if (event.kind == kKick) {
         return; // it has ended the sleep, which is all it is for
     }
     uint32_t moved = event.length;
-    const bool ok = serve_transfer(event, moved);
+    bool ok = false;
+    try {
+        ok = serve_transfer(event, moved);
+    } catch (const std::exception &error) {
+        log(std::string("a transfer failed: ") + error.what());
+    }
     node.complete(event, ok, ok ? moved : 0);
+}
+
+void CardServer::State::lose_node() {
+    node_gone = true;
+    log("the device node has gone: nobody can reach the card any more");
 }
 
 // ---- transfers -------------------------------------------------------------------------------

@@ -6,12 +6,16 @@
 #include <newdev.h>
 #include <setupapi.h>
 
-#include <cctype>
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <iterator>
+#include <set>
 #include <stdexcept>
 #include <system_error>
+#include <vector>
 
 namespace tarn::vcard {
 
@@ -22,9 +26,42 @@ constexpr char kIdFormat[] = "root\\tarn_vcard\\%04u";
 constexpr GUID kSystemClass = {
     0x4D36E97D, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 
+constexpr DWORD kInvalidImageHash = 577; // not in MinGW's header
+
+// What the device installer says of a driver that is not signed, or not by somebody whom the
+// machine trusts.
+constexpr DWORD kSignatureErrors[] = {
+    ERROR_NO_CATALOG_FOR_OEM_INF,
+    ERROR_NO_AUTHENTICODE_CATALOG,
+    ERROR_AUTHENTICODE_DISALLOWED,
+    ERROR_AUTHENTICODE_TRUSTED_PUBLISHER,
+    ERROR_AUTHENTICODE_TRUST_NOT_ESTABLISHED,
+    ERROR_AUTHENTICODE_PUBLISHER_NOT_TRUSTED,
+    ERROR_SIGNATURE_OSATTRIBUTE_MISMATCH,
+    kInvalidImageHash,
+    static_cast<DWORD>(CRYPT_E_FILE_ERROR),
+    static_cast<DWORD>(TRUST_E_NOSIGNATURE),
+    static_cast<DWORD>(TRUST_E_SUBJECT_NOT_TRUSTED),
+    static_cast<DWORD>(CERT_E_UNTRUSTEDROOT),
+    static_cast<DWORD>(CERT_E_EXPIRED),
+};
+
+std::string reason(DWORD error) {
+    char number[32];
+    std::snprintf(number, sizeof(number), " (0x%08lX)", error);
+    if (error == ERROR_ACCESS_DENIED) {
+        return "access denied; run it as administrator";
+    }
+    if (std::find(std::begin(kSignatureErrors), std::end(kSignatureErrors), error) !=
+        std::end(kSignatureErrors)) {
+        return "the driver is not signed, or by nobody whom this machine trusts" +
+               std::string(number) + "; docs/windows.md says how to sign it";
+    }
+    return std::system_category().message(static_cast<int>(error)) + number;
+}
+
 [[noreturn]] void fail(const std::string &what, DWORD error = GetLastError()) {
-    throw std::runtime_error(what + ": " + std::system_category().message(static_cast<int>(error)) +
-                             (error == ERROR_ACCESS_DENIED ? " (run it as administrator)" : ""));
+    throw std::runtime_error(what + ": " + reason(error));
 }
 
 class DeviceSet {
@@ -43,12 +80,18 @@ class DeviceSet {
     HDEVINFO set_;
 };
 
+// A text of a node, the first one of a list; empty when there is none.
+std::string property(HDEVINFO set, SP_DEVINFO_DATA &device, DWORD which) {
+    char texts[512] = {};
+    return SetupDiGetDeviceRegistryPropertyA(set, &device, which, nullptr,
+                                             reinterpret_cast<BYTE *>(texts), sizeof(texts) - 2,
+                                             nullptr) != FALSE
+               ? texts
+               : "";
+}
+
 bool is_ours(HDEVINFO set, SP_DEVINFO_DATA &device) {
-    char ids[512] = {};
-    return SetupDiGetDeviceRegistryPropertyA(set, &device, SPDRP_HARDWAREID, nullptr,
-                                             reinterpret_cast<BYTE *>(ids), sizeof(ids) - 2,
-                                             nullptr) != FALSE &&
-           _stricmp(ids, kHardwareId) == 0;
+    return _stricmp(property(set, device, SPDRP_HARDWAREID).c_str(), kHardwareId) == 0;
 }
 
 // Calls `visit` for every node that there is, present or not.
@@ -63,29 +106,81 @@ void for_each_node(const std::function<void(HDEVINFO, SP_DEVINFO_DATA &)> &visit
     }
 }
 
-// Makes the node of a card. False when there is one already.
-bool make_node(uint32_t number) {
-    const DeviceSet set(SetupDiCreateDeviceInfoList(&kSystemClass, nullptr));
+// Returns whether the system must be started anew before the node is gone.
+bool remove_node(HDEVINFO set, SP_DEVINFO_DATA &device) {
+    if (SetupDiCallClassInstaller(DIF_REMOVE, set, &device) == FALSE) {
+        fail("cannot remove a device node");
+    }
+    SP_DEVINSTALL_PARAMS_A parameters = {};
+    parameters.cbSize = sizeof(parameters);
+    return SetupDiGetDeviceInstallParamsA(set, &device, &parameters) != FALSE &&
+           (parameters.Flags & (DI_NEEDRESTART | DI_NEEDREBOOT)) != 0;
+}
+
+// Name under which the system keeps the INF file of a node's driver; empty when it has none.
+std::string package_of(HDEVINFO set, SP_DEVINFO_DATA &device) {
+    const HKEY key =
+        SetupDiOpenDevRegKey(set, &device, DICS_FLAG_GLOBAL, 0, DIREG_DRV, KEY_QUERY_VALUE);
+    if (key == INVALID_HANDLE_VALUE) {
+        return {};
+    }
+    char name[MAX_PATH] = {};
+    DWORD size = sizeof(name) - 1;
+    const LSTATUS status =
+        RegQueryValueExA(key, "InfPath", nullptr, nullptr, reinterpret_cast<BYTE *>(name), &size);
+    RegCloseKey(key);
+    return status == ERROR_SUCCESS ? name : "";
+}
+
+void remove_package(const std::string &name) {
+    if (!name.empty() && SetupUninstallOEMInfA(name.c_str(), SUOI_FORCEDELETE, nullptr) == FALSE &&
+        GetLastError() != ERROR_FILE_NOT_FOUND) {
+        fail("the device nodes are removed, but not the driver's package " + name);
+    }
+}
+
+// Nodes that one call makes. They go with it unless they are kept.
+class NewNodes {
+  public:
+    NewNodes() : set_(SetupDiCreateDeviceInfoList(&kSystemClass, nullptr)) {}
+    ~NewNodes() {
+        for (SP_DEVINFO_DATA &device : made_) {
+            SetupDiCallClassInstaller(DIF_REMOVE, set_.get(), &device);
+        }
+    }
+    NewNodes(const NewNodes &) = delete;
+    NewNodes &operator=(const NewNodes &) = delete;
+
+    // Makes the node of a card unless there is one already.
+    void make(uint32_t number);
+    void keep() { made_.clear(); }
+
+  private:
+    DeviceSet set_;
+    std::vector<SP_DEVINFO_DATA> made_;
+};
+
+void NewNodes::make(uint32_t number) {
     char id[64];
     std::snprintf(id, sizeof(id), kIdFormat, number);
     SP_DEVINFO_DATA device = {};
     device.cbSize = sizeof(device);
-    if (SetupDiCreateDeviceInfoA(set.get(), id, &kSystemClass, nullptr, nullptr, 0, &device) ==
+    if (SetupDiCreateDeviceInfoA(set_.get(), id, &kSystemClass, nullptr, nullptr, 0, &device) ==
         FALSE) {
         if (GetLastError() == ERROR_DEVINST_ALREADY_EXISTS) {
-            return false;
+            return;
         }
         fail("cannot make a device node");
     }
     char ids[sizeof(kHardwareId) + 1] = {}; // a list, with an empty text at its end
     std::memcpy(ids, kHardwareId, sizeof(kHardwareId));
-    if (SetupDiSetDeviceRegistryPropertyA(set.get(), &device, SPDRP_HARDWAREID,
+    if (SetupDiSetDeviceRegistryPropertyA(set_.get(), &device, SPDRP_HARDWAREID,
                                           reinterpret_cast<const BYTE *>(ids),
                                           sizeof(ids)) == FALSE ||
-        SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set.get(), &device) == FALSE) {
+        SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set_.get(), &device) == FALSE) {
         fail("cannot register a device node");
     }
-    return true;
+    made_.push_back(device);
 }
 
 } // namespace
@@ -99,26 +194,38 @@ Installation install_device_nodes(uint32_t count, const std::string &inf_path) {
     if (!std::filesystem::exists(inf)) {
         throw std::runtime_error("there is no driver at " + inf.string());
     }
+    NewNodes nodes;
     for (uint32_t number = 0; number < count; ++number) {
-        make_node(number);
+        nodes.make(number);
     }
     BOOL restart = FALSE;
     if (UpdateDriverForPlugAndPlayDevicesA(nullptr, kHardwareId, inf.string().c_str(),
                                            INSTALLFLAG_FORCE, &restart) == FALSE) {
         fail("cannot install the driver " + inf.string());
     }
-    return {device_node_count(), restart != FALSE};
+    // Wine finds nothing wrong with an INF file that names no such device.
+    Installation installation = {0, restart != FALSE};
+    for_each_node([&](HDEVINFO set, SP_DEVINFO_DATA &device) {
+        if (property(set, device, SPDRP_SERVICE).empty()) {
+            throw std::runtime_error("cannot install the driver " + inf.string() +
+                                     ": it is not for this device");
+        }
+        ++installation.nodes;
+    });
+    nodes.keep();
+    return installation;
 }
 
-uint32_t uninstall_device_nodes() {
-    uint32_t removed = 0;
-    for_each_node([&removed](HDEVINFO set, SP_DEVINFO_DATA &device) {
-        if (SetupDiCallClassInstaller(DIF_REMOVE, set, &device) == FALSE) {
-            fail("cannot remove a device node");
-        }
-        ++removed;
+Removal uninstall_device_nodes() {
+    Removal removal;
+    std::set<std::string> packages;
+    for_each_node([&](HDEVINFO set, SP_DEVINFO_DATA &device) {
+        packages.insert(package_of(set, device));
+        removal.restart |= remove_node(set, device);
+        ++removal.nodes;
     });
-    return removed;
+    std::for_each(packages.begin(), packages.end(), remove_package);
+    return removal;
 }
 
 uint32_t device_node_count() {

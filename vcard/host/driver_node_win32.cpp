@@ -28,50 +28,65 @@ OVERLAPPED *as_record(void *request) {
     return static_cast<OVERLAPPED *>(request);
 }
 
-// For a request that is waited for at once. Made for each: the run time of MinGW loses what a
-// thread keeps for itself.
-class RequestEvent {
+class DeviceSet {
   public:
-    RequestEvent() : handle_(CreateEventA(nullptr, FALSE, FALSE, nullptr)) {}
-    ~RequestEvent() { CloseHandle(handle_); }
-    RequestEvent(const RequestEvent &) = delete;
-    RequestEvent &operator=(const RequestEvent &) = delete;
-
-    [[nodiscard]] HANDLE get() const { return handle_; }
+    DeviceSet()
+        : set_(SetupDiGetClassDevsA(&kFirmwareInterface, nullptr, nullptr,
+                                    DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {}
+    ~DeviceSet() {
+        if (set_ != INVALID_HANDLE_VALUE) {
+            SetupDiDestroyDeviceInfoList(set_);
+        }
+    }
+    DeviceSet(const DeviceSet &) = delete;
+    DeviceSet &operator=(const DeviceSet &) = delete;
+    [[nodiscard]] HDEVINFO get() const { return set_; }
 
   private:
-    HANDLE handle_;
+    HDEVINFO set_;
 };
 
+// Empty when the node has gone meanwhile.
 std::string interface_path(HDEVINFO set, SP_DEVICE_INTERFACE_DATA &data) {
     DWORD size = 0;
     SetupDiGetDeviceInterfaceDetailA(set, &data, nullptr, 0, &size, nullptr);
     std::vector<uint8_t> buffer(std::max<size_t>(size, sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_A)));
     auto *detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_A *>(buffer.data());
     detail->cbSize = sizeof(*detail);
-    if (SetupDiGetDeviceInterfaceDetailA(set, &data, detail, size, nullptr, nullptr) == FALSE) {
-        fail("cannot read the path of a device node");
+    const BOOL read = SetupDiGetDeviceInterfaceDetailA(set, &data, detail, size, nullptr, nullptr);
+    return read != FALSE ? detail->DevicePath : "";
+}
+
+// A control request that is waited for.
+bool run_request(HANDLE device, uint32_t code, const void *input, size_t input_size, void *output,
+                 size_t output_size, HANDLE event) {
+    OVERLAPPED request = {};
+    request.hEvent = event;
+    DWORD bytes = 0;
+    // The input is only read, whatever the declaration says.
+    if (DeviceIoControl(device, code, const_cast<void *>(input), static_cast<DWORD>(input_size),
+                        output, static_cast<DWORD>(output_size), nullptr, &request) == FALSE &&
+        GetLastError() != ERROR_IO_PENDING) {
+        return false;
     }
-    return detail->DevicePath;
+    return GetOverlappedResult(device, &request, &bytes, TRUE) != FALSE;
 }
 
 } // namespace
 
 std::vector<std::string> driver_node_paths() {
     std::vector<std::string> paths;
-    const HDEVINFO set = SetupDiGetClassDevsA(&kFirmwareInterface, nullptr, nullptr,
-                                              DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-    if (set == INVALID_HANDLE_VALUE) {
-        return paths;
-    }
+    const DeviceSet set;
     SP_DEVICE_INTERFACE_DATA data = {};
     data.cbSize = sizeof(data);
-    for (DWORD index = 0;
-         SetupDiEnumDeviceInterfaces(set, nullptr, &kFirmwareInterface, index, &data) != FALSE;
+    for (DWORD index = 0; SetupDiEnumDeviceInterfaces(set.get(), nullptr, &kFirmwareInterface,
+                                                      index, &data) != FALSE;
          ++index) {
-        paths.push_back(interface_path(set, data));
+        std::string path = interface_path(set.get(), data);
+        if (!path.empty()) {
+            paths.push_back(std::move(path));
+        }
     }
-    SetupDiDestroyDeviceInfoList(set);
     return paths;
 }
 
@@ -95,23 +110,26 @@ DriverNode::~DriverNode() {
         CancelIoEx(device_, as_record(request_));
         GetOverlappedResult(device_, as_record(request_), &bytes, TRUE);
     }
+    for (const auto &[bar, address] : mapped_) {
+        const driver::UnmapRequest request = {static_cast<uint8_t>(bar), address};
+        control(driver::kUnmapBar, &request, sizeof(request), nullptr, 0);
+    }
     CloseHandle(device_);
     CloseHandle(event_);
 }
 
+// The event is made for each request: the run time of MinGW loses what a thread keeps for itself.
 bool DriverNode::control(uint32_t code, const void *input, size_t input_size, void *output,
                          size_t output_size) noexcept {
-    const RequestEvent over;
-    OVERLAPPED request = {};
-    request.hEvent = over.get();
-    DWORD bytes = 0;
-    // The input is only read, whatever the declaration says.
-    if (DeviceIoControl(device_, code, const_cast<void *>(input), static_cast<DWORD>(input_size),
-                        output, static_cast<DWORD>(output_size), nullptr, &request) == FALSE &&
-        GetLastError() != ERROR_IO_PENDING) {
+    HANDLE event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    if (event == nullptr) {
         return false;
     }
-    return GetOverlappedResult(device_, &request, &bytes, TRUE) != FALSE;
+    const bool done = run_request(device_, code, input, input_size, output, output_size, event);
+    const DWORD error = GetLastError();
+    CloseHandle(event);
+    SetLastError(error);
+    return done;
 }
 
 bool DriverNode::attach(std::span<const uint32_t> bar_sizes) {
@@ -132,6 +150,7 @@ uint8_t *DriverNode::map(uint32_t bar) {
     if (!control(driver::kMapBar, &bar, sizeof(bar), &address, sizeof(address))) {
         fail("cannot map the memory of a card");
     }
+    mapped_.emplace_back(bar, address);
     return reinterpret_cast<uint8_t *>(address);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarn::vcard {
@@ -26,7 +27,7 @@ class DriverNode {
 
     // Makes this handle the card, with BARs of these sizes. False when another process is it.
     bool attach(std::span<const uint32_t> bar_sizes);
-    // Memory of a BAR.
+    // Memory of a BAR, until the object goes.
     uint8_t *map(uint32_t bar);
     // Shows the card to its users.
     void show();
@@ -50,6 +51,7 @@ class DriverNode {
 
     void *device_;
     void *event_;
+    std::vector<std::pair<uint32_t, uint64_t>> mapped_; // BAR and address
     alignas(8) uint8_t request_[32] = {}; // the system's record of the request for an event
     FirmwareEvent answer_ = {};
     bool asked_ = false;

@@ -7,7 +7,9 @@
 #include <charconv>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <stdexcept>
+#include <system_error>
 
 namespace tarn::vcard {
 
@@ -101,6 +103,28 @@ void make_absolute(std::string &path) {
     }
 }
 
+// Names of one file compare equal, whether it exists or not.
+std::filesystem::path real_path(const std::string &file) {
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::weakly_canonical(file, error);
+    return error ? std::filesystem::path(file).lexically_normal() : real;
+}
+
+void refuse_shared_flash(const std::vector<CardConfig> &cards) {
+    std::map<std::filesystem::path, size_t> owners;
+    for (size_t i = 0; i < cards.size(); ++i) {
+        if (cards[i].flash_file.empty()) {
+            continue;
+        }
+        const auto [owner, fresh] = owners.emplace(real_path(cards[i].flash_file), i);
+        if (!fresh) {
+            throw std::invalid_argument("cards " + std::to_string(owner->second) + " and " +
+                                        std::to_string(i) + " have the same flash file, " +
+                                        cards[i].flash_file + "; each card needs one of its own");
+        }
+    }
+}
+
 void check(const CardConfig &card) {
     if (card.name.empty()) {
         throw std::invalid_argument("a card needs a name");
@@ -179,6 +203,18 @@ std::vector<CardConfig> make_cards(const CardOptions &options) {
         cards.push_back(card);
     }
     return cards;
+}
+
+void settle_flash_files(std::vector<CardConfig> &cards, const std::string &folder) {
+    for (size_t i = 0; i < cards.size(); ++i) {
+        if (cards[i].flash_file.empty()) {
+            const std::string name = "kpcidev" + std::to_string(i) + ".flash";
+            cards[i].flash_file = (std::filesystem::path(folder) / name).string();
+        } else if (cards[i].flash_file == kNoFlashFile) {
+            cards[i].flash_file.clear();
+        }
+    }
+    refuse_shared_flash(cards);
 }
 
 } // namespace tarn::vcard

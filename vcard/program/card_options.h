@@ -26,6 +26,10 @@ std::string card_key_help();
 // Throws std::invalid_argument with a text for the user.
 std::vector<CardConfig> make_cards(const CardOptions &options);
 
+// Gives the cards without a flash file one in the folder and takes the file from those that shall
+// have none. Throws std::invalid_argument when two cards share one.
+void settle_flash_files(std::vector<CardConfig> &cards, const std::string &folder);
+
 // A decimal number, or hexadecimal after 0x. Throws std::invalid_argument naming `what`.
 uint32_t parse_number(std::string_view what, const std::string &text);
 

@@ -140,11 +140,13 @@ HANDLE make_pipe(const std::string &name) {
     return pipe;
 }
 
-// Waits for its turn.
+// Waits for its turn. Whoever else may have taken the name learns who the user is and can do
+// nothing as this user.
 HANDLE connect_to(const std::string &name, const std::string &directory) {
     for (;;) {
-        const HANDLE pipe = CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                        OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+        const HANDLE pipe = CreateFileA(
+            name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+            FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr);
         if (pipe != INVALID_HANDLE_VALUE) {
             return pipe;
         }

@@ -59,8 +59,10 @@ struct Program {
                                  : std::filesystem::absolute(directory).string();
     }
     [[nodiscard]] ServiceOptions service() const {
-        return {runtime_directory(), make_cards(cards), parse_driver_version(driver_version),
-                arguments};
+        ServiceOptions options{runtime_directory(), make_cards(cards),
+                               parse_driver_version(driver_version), arguments};
+        settle_flash_files(options.cards, options.directory);
+        return options;
     }
 };
 

@@ -1,10 +1,10 @@
 #include "vcard/program/platform.h"
 
 #include "vcard/host/device_nodes_win32.h"
+#include "vcard/program/program_path_win32.h"
 
 #include <fcntl.h>
 #include <io.h>
-#include <windows.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -15,9 +15,7 @@ namespace tarn::vcard {
 namespace {
 
 std::string driver_beside_the_program() {
-    char path[MAX_PATH] = {};
-    GetModuleFileNameA(nullptr, path, sizeof(path) - 1);
-    return (std::filesystem::path(path).parent_path() / "tarn_vcard.inf").string();
+    return (std::filesystem::path(program_path()).parent_path() / "tarn_vcard.inf").string();
 }
 
 const char *plural(uint32_t count) {
@@ -35,8 +33,11 @@ int install(uint32_t cards, const std::string &inf) {
 }
 
 int uninstall() {
-    const uint32_t removed = uninstall_device_nodes();
-    std::printf("removed the device nodes of %u card%s\n", removed, plural(removed));
+    const Removal removal = uninstall_device_nodes();
+    std::printf("removed the device nodes of %u card%s\n", removal.nodes, plural(removal.nodes));
+    if (removal.restart) {
+        std::printf("some are still in use; restart the system to be rid of them\n");
+    }
     return 0;
 }
 
@@ -71,8 +72,8 @@ void add_driver_commands(CLI::App &app, std::function<int()> &run) {
     command->footer("Examples:\n"
                     "  tarn-vcard install\n"
                     "  tarn-vcard install --cards 4");
-    command = app.add_subcommand("uninstall", "Remove all device nodes and the driver; needs "
-                                              "administrator rights");
+    command = app.add_subcommand("uninstall", "Remove all device nodes and the driver's package; "
+                                              "needs administrator rights");
     command->callback([&run] { run = uninstall; });
 }
 

@@ -10,8 +10,8 @@
 namespace tarn::vcard {
 
 struct ServiceOptions {
-    std::string directory; // runtime directory
-    std::vector<CardConfig> cards;
+    std::string directory;         // runtime directory
+    std::vector<CardConfig> cards; // an empty name of a flash file stands for none
     uint64_t driver_version = 0;
     // What the command line says behind the name of the command, for a system that starts the
     // program once more.

@@ -23,20 +23,6 @@ std::string card_line(size_t index, const CardConfig &card) {
            " bytes, generation " + std::to_string(card.generation) + "\n";
 }
 
-// Each card keeps its flash in the runtime directory, unless it is told otherwise.
-std::vector<CardConfig> with_flash_files(const ServiceOptions &options) {
-    std::vector<CardConfig> cards = options.cards;
-    for (size_t i = 0; i < cards.size(); ++i) {
-        if (cards[i].flash_file.empty()) {
-            const std::string name = "kpcidev" + std::to_string(i) + ".flash";
-            cards[i].flash_file = (std::filesystem::path(options.directory) / name).string();
-        } else if (cards[i].flash_file == kNoFlashFile) {
-            cards[i].flash_file.clear();
-        }
-    }
-    return cards;
-}
-
 std::string indented(const std::string &text) {
     std::string result;
     bool line_start = true;
@@ -75,7 +61,7 @@ void log_line(const std::string &line) {
 
 Service::Service(const ServiceOptions &options, std::function<void()> end)
     : end_(std::move(end)),
-      server_({with_flash_files(options), options.directory, options.driver_version, log_line}),
+      server_({options.cards, options.directory, options.driver_version, log_line}),
       control_(
           options.directory, [this](const ControlRequest &request) { return handle(request); },
           [this](const ControlRequest &request) { after(request); }) {}

@@ -1,6 +1,7 @@
 #include "vcard/program/service.h"
 
 #include "vcard/host/runtime_directory.h"
+#include "vcard/program/program_path_win32.h"
 #include "vcard/program/service_core.h"
 
 #include <windows.h>
@@ -188,15 +189,9 @@ class InheritedHandles {
     std::string storage_;
 };
 
-std::string own_path() {
-    char path[MAX_PATH] = {};
-    GetModuleFileNameA(nullptr, path, sizeof(path) - 1);
-    return path;
-}
-
 // Starts this program once more, as "run" with the arguments of "start". Returns its number.
 DWORD start_process(const ServiceOptions &options, HANDLE starter) {
-    std::string line = quoted(own_path()) + " run";
+    std::string line = quoted(program_path()) + " run";
     for (const std::string &argument : options.arguments) {
         line += " " + quoted(argument);
     }
@@ -215,7 +210,7 @@ DWORD start_process(const ServiceOptions &options, HANDLE starter) {
                             std::to_string(reinterpret_cast<uintptr_t>(starter)).c_str());
     PROCESS_INFORMATION child = {};
     const BOOL started =
-        CreateProcessA(own_path().c_str(), line.data(), nullptr, nullptr, TRUE,
+        CreateProcessA(program_path().c_str(), line.data(), nullptr, nullptr, TRUE,
                        DETACHED_PROCESS | CREATE_NEW_PROCESS_GROUP | EXTENDED_STARTUPINFO_PRESENT,
                        nullptr, nullptr, &startup.StartupInfo, &child);
     if (started == FALSE) {

@@ -135,7 +135,8 @@ PCI_TARN_API uint32_t BoardGetInfo_Alias(BoardHandle *handle, uint32_t *alias);
 
 /**
  * Puts the card's inputs and outputs into their idle state: PWM and pulse outputs off, digital
- * outputs low, PWM and pulse settings zero, latches disabled, cleared and their counters reset.
+ * outputs 0 to 15 low, PWM and pulse settings zero, latches disabled, cleared and their counters
+ * reset. Digital outputs 16 to 31 keep their levels; BoardDOWrite() clears them.
  *
  * Writes registers only, so it does not block; it takes no lock, so other threads and processes
  * should not set outputs of the card meanwhile. EcatReset() does it, too.
@@ -269,7 +270,8 @@ PCI_TARN_API uint32_t BoardLatchPortSel(BoardHandle *handle, uint32_t port);
 PCI_TARN_API uint32_t BoardLatchState(BoardHandle *handle, uint32_t channel, uint32_t *latched);
 
 /**
- * Reads the value that a latch channel has captured. Reads two registers, the low one first.
+ * Reads the value that a latch channel has captured. Reads two registers, the low one first; what
+ * is captured anew between the two gives halves of two values.
  *
  * @param handle     board
  * @param channel    latch channel, 0 to 3
@@ -301,8 +303,10 @@ PCI_TARN_API uint32_t BoardSeqLatchCfg(BoardHandle *handle, int32_t mode);
 PCI_TARN_API uint32_t BoardSeqLatchRun(BoardHandle *handle, uint32_t count);
 
 /**
- * Reads one value of a recorded sequence. Writes the index to the channel's register, then reads
- * two registers, the low one first; threads that read the same channel must take turns.
+ * Reads one value of a recorded sequence. Writes the index to the channel's register, then at once
+ * reads two registers, the low one first; threads that read the same channel must take turns. A
+ * card that needs a moment to follow the index gives the value of the index before, or halves of
+ * both: call again with the same index after that moment.
  *
  * @param handle     board
  * @param channel    latch channel, 0 to 3
@@ -504,7 +508,11 @@ PCI_TARN_API uint32_t BOARD_TIMEOUT_TRIGGER(BoardHandle *handle, int32_t flag);
  *
  * Counts up the bus control counters of both channels (__EcatBusCtrlWorkCntGet()), by which other
  * users of the card notice, then writes the request to card memory; it does not wait for the reset.
- * Handles stay valid; the card answers again when BoardIsAlive() and a request say so.
+ * Handles stay valid.
+ *
+ * The reset is over when the 32-bit word at 0x188 of BAR2 (getBarPtr()) reads 0 again; from then on
+ * the card is back as soon as BoardIsAlive() says so. Until the card has begun its reset
+ * BoardIsAlive() still tells of the firmware before it.
  *
  * @param handle  board
  * @return 0; 32770 when the handle is null; 80006 when the firmware is too old to reset itself
@@ -612,7 +620,8 @@ PCI_TARN_API uint32_t BoardFlashWrite(BoardHandle *handle, uint32_t address, con
  *
  * Blocks until the transfer ends and holds the board's mailbox meanwhile. A transfer that fails is
  * repeated up to five times in all and then reported as success: whether the file has arrived shows
- * when it is used or read back with BoardFileUpload().
+ * when it is used or read back with BoardFileUpload(). A host file that can be read but not written
+ * is such a failure, and it leaves an empty file of that name on the card.
  *
  * @param handle        board
  * @param local_path    host file, as fopen() takes it; must be writable, too, though it is not
@@ -663,11 +672,13 @@ PCI_TARN_API uint32_t BoardUpdate(BoardHandle *handle, const char *local_path);
  *
  * Blocks until the card has answered and holds the board's mailbox during the transfer. The
  * transfer works as that of BoardFileDownload(): one that fails every time shows only by the answer
- * of the card, which is asked to apply the file all the same. Do not cut the card's power
- * meanwhile. The new firmware runs after the next reset of the card, as BoardReset() asks for.
+ * of the card, which is asked to apply the file all the same. So does a firmware file that can be
+ * read but not written: an empty file is sent then. Do not cut the card's power meanwhile. The new
+ * firmware runs after the next reset of the card, as BoardReset() asks for.
  *
  * @param handle        board
- * @param local_path    firmware file, as fopen() takes it
+ * @param local_path    firmware file, as fopen() takes it; must be writable, too, though it is not
+ *                      written
  * @param progress      called after each chunk, or null
  * @param progress_arg  handed to `progress`
  * @return the status of the request to apply the file; 32770 when the handle is null; 32848 when

@@ -160,8 +160,10 @@ PCI_TARN_API void EtherCATUnmapBarAddress(EtherCAT *card, void *address);
  * Blocks until the card raises an interrupt.
  *
  * On Linux an interrupt that was raised since the last wait counts, once. A wait that has timed out
- * stays outstanding, and the next call for the same interrupt goes on with it. One thread at a time
- * may wait for an interrupt; different interrupts are independent.
+ * stays outstanding, and the next call for the same interrupt goes on with it. Windows cancels it
+ * when the thread that began it ends; the next call then returns 0xFFFFFFFF once, and the one after
+ * it waits anew. One thread at a time may wait for an interrupt; different interrupts are
+ * independent.
  *
  * @param card        opened card; null gives 0
  * @param interrupt   interrupt number, 0 to 7

@@ -254,7 +254,8 @@ PCI_TARN_API uint32_t EcatBusStop(EcatHandle *handle);
 /**
  * Resets the card's inputs and outputs and stops the bus, also when the firmware is busy.
  *
- * Resets the card's I/O module first, even if the firmware turns out to be too old. Then, up to
+ * Resets the card's I/O module first, as __BoardIOModuleReset() does (digital outputs 16 to 31 keep
+ * their levels), even if the firmware turns out to be too old. Then, up to
  * three times, sets the stop word in card memory, waits 200 ms and asks the firmware to stop, at
  * most 20 s for a free slot and 20 s for the reply; a failed round prints "EcatReset retry".
  *

@@ -159,7 +159,8 @@ uint32_t BoardBAR1Write(BoardHandle *handle, uint32_t offset, uint32_t value) {
     return store(handle, offset, value);
 }
 
-// The order is required: outputs go off first, latches are disabled before they are cleared.
+// The order is required: outputs go off first, latches are disabled before they are cleared. So is
+// the width: digital outputs 16 to 31 stay as they are.
 uint32_t __BoardIOModuleReset(BoardHandle *handle) {
     if (handle == nullptr) {
         return PCI_TARN_E_HANDLE;

@@ -239,9 +239,10 @@ bool driver::finish_wait(void *device, uint32_t, void *request) noexcept {
 }
 
 void driver::cancel_wait(void *device, uint32_t, void *request) noexcept {
-    // The record goes with its object: the request must be over before.
-    DWORD bytes = 0;
-    if (CancelIoEx(device, as_record(request)) != FALSE || GetLastError() != ERROR_NOT_FOUND) {
-        GetOverlappedResult(device, as_record(request), &bytes, TRUE);
+    // The record goes with its object: the request must be over before. Its event may be closed, so
+    // it is not waited for.
+    CancelIoEx(device, as_record(request));
+    while (!HasOverlappedIoCompleted(as_record(request))) {
+        SwitchToThread();
     }
 }

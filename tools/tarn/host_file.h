@@ -1,0 +1,38 @@
+// Files of this computer that a command reads or writes.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace tarn {
+
+// All of these throw Failure.
+
+std::vector<uint8_t> read_file(const std::string &path);
+void write_file(const std::string &path, const std::vector<uint8_t> &data);
+
+// Size of a file that the library is to send. It opens the file for writing as well, and of one
+// that cannot be opened so it sends nothing without telling.
+uint64_t check_sendable(const std::string &path);
+
+// An empty file with a name of its own, which goes at the end unless it became another one.
+class TempFile {
+  public:
+    explicit TempFile(const std::filesystem::path &folder);
+    ~TempFile();
+    TempFile(const TempFile &) = delete;
+    TempFile &operator=(const TempFile &) = delete;
+
+    // Beside a file that it is to become; a folder cannot be replaced so.
+    static std::filesystem::path folder_for(const std::string &target);
+
+    [[nodiscard]] std::string path() const { return path_.string(); }
+    void become(const std::string &target) const;
+
+  private:
+    std::filesystem::path path_;
+};
+
+} // namespace tarn
