@@ -16,18 +16,18 @@ test: checks test-linux test-windows
 test-linux: test-linux-plain test-linux-asan test-linux-tsan
 
 test-linux-plain: deps-all linux
-	ctest --preset linux -j2
+	ctest --preset linux -j3
 
 test-linux-asan: deps
 	cmake --preset linux-asan
 	cmake --build --preset linux-asan
-	ctest --preset linux-asan -j2
+	ctest --preset linux-asan -j3
 
 # Without the tests of several processes: they fork, which the thread sanitizer does not follow.
 test-linux-tsan: deps
 	cmake --preset linux-tsan
 	cmake --build --preset linux-tsan --target test-unit test-engines test-card
-	ctest --preset linux-tsan -j2 -R '^(unit|engines|card)\.'
+	ctest --preset linux-tsan -j3 -R '^(unit|engines|card)\.'
 
 test-windows: windows
 	@scripts/test_windows.sh
