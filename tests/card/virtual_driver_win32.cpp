@@ -229,24 +229,25 @@ struct PendingDma {
         }
         request.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
         request.Offset = 0x1234;
-        if (write) {
-            WriteFile(device, data.data(), length, nullptr, &request);
-        } else {
-            ReadFile(device, data.data(), length, nullptr, &request);
-        }
+        const BOOL done = write ? WriteFile(device, data.data(), length, nullptr, &request)
+                                : ReadFile(device, data.data(), length, nullptr, &request);
+        issued = done != FALSE || GetLastError() == ERROR_IO_PENDING;
     }
     ~PendingDma() {
         DWORD bytes = 0;
-        CancelIoEx(device, &request);
-        GetOverlappedResult(device, &request, &bytes, TRUE);
+        if (issued) {
+            CancelIoEx(device, &request);
+            GetOverlappedResult(device, &request, &bytes, TRUE);
+        }
         CloseHandle(request.hEvent);
     }
     bool over(DWORD timeout_ms) const {
-        return WaitForSingleObject(request.hEvent, timeout_ms) == WAIT_OBJECT_0;
+        return !issued || WaitForSingleObject(request.hEvent, timeout_ms) == WAIT_OBJECT_0;
     }
     HANDLE device;
     std::vector<uint8_t> data;
     mutable OVERLAPPED request = {};
+    bool issued = false; // false: refused at once
 };
 
 TEST(VirtualDriver, TransferIsDescribedAndMovedPieceByPiece) {

@@ -105,6 +105,9 @@ DriverNode::DriverNode(const std::string &path)
 }
 
 DriverNode::~DriverNode() {
+    // Closing the handle withdraws the card as well, but perhaps a moment later.
+    const uint32_t off = 0;
+    control(kShow, &off, sizeof(off), nullptr, 0);
     if (asked_) {
         DWORD bytes = 0;
         CancelIoEx(device_, as_record(request_));
