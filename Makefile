@@ -23,11 +23,12 @@ test-linux-asan: deps
 	cmake --build --preset linux-asan
 	ctest --preset linux-asan -j3
 
-# Without the tests of several processes: they fork, which the thread sanitizer does not follow.
+# Without the tests of several processes, and without long loops of one thread.
 test-linux-tsan: deps
 	cmake --preset linux-tsan
 	cmake --build --preset linux-tsan --target test-unit test-engines test-card
-	ctest --preset linux-tsan -j3 -R '^(unit|engines|card)\.'
+	ctest --preset linux-tsan -j3 -R '^(unit|engines|card)\.' \
+	    -E 'MemcpyFast|BitMemcpy|FirmwareFlash|UpdateImage|MakeEni|BoardUpdateLarge'
 
 test-windows: windows
 	@scripts/test_windows.sh
