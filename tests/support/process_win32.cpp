@@ -4,6 +4,7 @@
 #include "support/remote_thread_win32.h"
 #include "support/temp_dir.h"
 #include "support/wine_win32.h"
+#include "vcard/host/command_line_win32.h"
 
 #include <cstring>
 #include <stdexcept>
@@ -97,25 +98,10 @@ std::string as_written(const std::string &text) {
     return result;
 }
 
-// As the C run time of the child takes its command line apart: backslashes count only before a
-// quotation mark.
-std::string quoted(const std::string &word) {
-    std::string result = "\"";
-    size_t backslashes = 0;
-    for (const char c : word) {
-        if (c == '"') {
-            result.append(backslashes + 1, '\\');
-        }
-        backslashes = c == '\\' ? backslashes + 1 : 0;
-        result += c;
-    }
-    return result.append(backslashes, '\\') + "\"";
-}
-
 std::string command_line(const std::string &program, const std::vector<std::string> &arguments) {
-    std::string line = quoted(program);
+    std::string line = vcard::quoted(program);
     for (const std::string &argument : arguments) {
-        line += " " + quoted(argument);
+        line += " " + vcard::quoted(argument);
     }
     return line;
 }

@@ -1,5 +1,6 @@
 #include "vcard/program/service.h"
 
+#include "vcard/host/command_line_win32.h"
 #include "vcard/host/runtime_directory.h"
 #include "vcard/program/program_path_win32.h"
 #include "vcard/program/service_core.h"
@@ -148,20 +149,6 @@ HANDLE open_inherited(const char *path, DWORD access, DWORD creation) {
         fail(std::string("cannot use ") + path);
     }
     return file;
-}
-
-// As the C run time takes a command line apart: backslashes count only before a quotation mark.
-std::string quoted(const std::string &word) {
-    std::string result = "\"";
-    size_t backslashes = 0;
-    for (const char c : word) {
-        if (c == '"') {
-            result.append(backslashes + 1, '\\');
-        }
-        backslashes = c == '\\' ? backslashes + 1 : 0;
-        result += c;
-    }
-    return result.append(backslashes, '\\') + "\"";
 }
 
 // Passes exactly these handles to a new process.
