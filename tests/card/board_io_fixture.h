@@ -7,6 +7,7 @@
 #include "support/access_recorder.h"
 #include "support/capture.h"
 #include "support/process.h"
+#include "support/seen_requests.h"
 #include "support/virtual_card.h"
 
 #include <algorithm>
@@ -55,17 +56,9 @@ class BoardTest : public testing::Test {
         return seen.empty() ? vcard::SeenRequest{} : seen.front();
     }
 
-    std::vector<uint16_t> seen_codes() {
-        std::vector<uint16_t> codes;
-        for (const vcard::SeenRequest &request : firmware().seen()) {
-            codes.push_back(request.code);
-        }
-        return codes;
-    }
+    std::vector<uint16_t> seen_codes() { return test::seen_codes(firmware()); }
     size_t seen_count(Command code) {
-        const std::vector<uint16_t> codes = seen_codes();
-        return static_cast<size_t>(
-            std::count(codes.begin(), codes.end(), static_cast<uint16_t>(code)));
+        return test::seen_count(firmware(), static_cast<uint16_t>(code));
     }
 
     // Bytes without any order, so that each slip of a transfer shows.

@@ -6,6 +6,7 @@
 #include "layout/shared_memory_map.h"
 #include "pci_tarn/pci_tarn.h"
 #include "support/capture.h"
+#include "support/seen_requests.h"
 #include "support/virtual_card.h"
 #include "vcard/bus/make_eni.h"
 
@@ -70,17 +71,9 @@ class MasterTest : public testing::Test {
         firmware().faults().status_count = count;
     }
 
-    std::vector<uint16_t> seen_codes() {
-        std::vector<uint16_t> codes;
-        for (const vcard::SeenRequest &request : firmware().seen()) {
-            codes.push_back(request.code);
-        }
-        return codes;
-    }
+    std::vector<uint16_t> seen_codes() { return test::seen_codes(firmware()); }
     size_t seen_count(Command code) {
-        const std::vector<uint16_t> codes = seen_codes();
-        return static_cast<size_t>(
-            std::count(codes.begin(), codes.end(), static_cast<uint16_t>(code)));
+        return test::seen_count(firmware(), static_cast<uint16_t>(code));
     }
 
     // One drive, one digital I/O slave and one coupler, which has no process data.
