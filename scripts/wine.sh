@@ -5,8 +5,14 @@
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 export WINEDEBUG=${WINEDEBUG:--all} WINEARCH=win64
+wine=(/usr/lib/wine/wine64)
+# Wine needs the page at 0x7FFE0000 in each process. With a random layout the heap of one process in
+# some two thousand lies there, and that process does not start.
+if setarch -R true 2>/dev/null; then
+    wine=(setarch -R "${wine[@]}")
+fi
 if [ -n "${WINEPREFIX:-}" ]; then
-    exec /usr/lib/wine/wine64 "$@"
+    exec "${wine[@]}" "$@"
 fi
 while true; do
     for prefix in "$root"/build/wine "$root"/build/wine-2; do
@@ -14,7 +20,7 @@ while true; do
         if flock -n 9; then
             # The lock is not passed on: Wine's servers outlive this.
             status=0
-            WINEPREFIX=$prefix /usr/lib/wine/wine64 "$@" 9>&- || status=$?
+            WINEPREFIX=$prefix "${wine[@]}" "$@" 9>&- || status=$?
             exit "$status"
         fi
     done

@@ -10,7 +10,7 @@ windows=$WINEPREFIX/drive_c/windows
 driver=$windows/system32/drivers/tarn_vcard.sys
 wine() {
     # Wine's services keep what the first program has open.
-    /usr/lib/wine/wine64 "$@" >/dev/null 2>&1 </dev/null
+    scripts/wine.sh "$@" >/dev/null 2>&1 </dev/null
 }
 
 stop_wine() {

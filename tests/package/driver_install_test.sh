@@ -3,14 +3,13 @@
 # Wine prefix of this test's own.
 . "$(dirname "$0")/common.sh"
 export WINEPREFIX=$build/driver-install-wine WINEDEBUG=-all WINEARCH=win64
-wine=/usr/lib/wine/wine64
+wine=$source_dir/scripts/wine.sh
 
 stop_wine() {
     timeout 30 wineserver -k 2>/dev/null || true
     timeout 30 wineserver -w 2>/dev/null || true
 }
 leave() {
-    cp -r "$WINEPREFIX/drive_c/windows/inf" /tmp/h-inf 2>/dev/null || true # DEBUG
     stop_wine
     rm -rf "$WINEPREFIX"
     finish
