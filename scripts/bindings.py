@@ -27,6 +27,7 @@ VALUES = {
     "EtherCATWrite",
     "__EcatBusCtrlWorkCntGet",
     "__EcatPIWaitSignal",
+    "__Ecat_PI_ASync_WakeupByCycleSign",
     "__Ecat_PI_ASync_WakeupByInterrup",
     "driverLock",
     "driverUnlock",
@@ -34,7 +35,13 @@ VALUES = {
     "releaBarPtr",
     "waitInterrupt",
 }
-FAMILIES_WITH_STATUS = {"board", "channel", "driver", "ecat", "pi"}
+FAMILIES_WITH_STATUS = {"board", "channel", "diagnostics", "driver", "ecat", "pi", "slave"}
+
+# Callbacks that C# passes as delegates, with the names of their arguments.
+DELEGATES = {"PciProgress": ("arg", "fraction"), "EcatCycleCallback": ("arg", "handle")}
+
+# Functions that keep an address beyond the call: C# hands them no buffers, which move.
+KEEPING = {"EcatPIAsyncModeCycleCallbackHook"}
 
 # Characters, short and long integers: name in C, in ctypes, in C#.
 SCALARS = {
@@ -319,7 +326,7 @@ class CSharp:
         if kind.is_text():
             return "[MarshalAs(UnmanagedType.LPStr)] string"
         if kind.name in self.api.callbacks and not kind.stars:
-            return kind.name if kind.name == "PciProgress" else "IntPtr"
+            return kind.name if kind.name in DELEGATES else "IntPtr"
         if kind.is_pointer() or kind.sizes:
             return "IntPtr"
         text = self.scalar(kind.name)
@@ -348,7 +355,7 @@ class CSharp:
         if "bool" in text:
             text, attribute = "bool", "[return: MarshalAs(UnmanagedType.I1)] "
         signatures = []
-        for form in (self.handy, self.raw):
+        for form in (self.raw,) if name in KEEPING else (self.handy, self.raw):
             listed = ", ".join(f"{form(t)} {self.word(n)}" for n, t in parameters)
             if listed not in signatures:
                 signatures.append(listed)
@@ -392,10 +399,15 @@ class CSharp:
                 lines += [f"    public struct {name}", "    {"]
                 lines += [self.field(n, t) for n, t, _ in fields]
                 lines += ["    }", ""]
+        for name in DELEGATES:
+            result, arguments = api.callbacks[name].function
+            listed = ", ".join(f"{self.raw(t)} {n}" for n, t in zip(DELEGATES[name], arguments))
+            lines += [
+                "    [UnmanagedFunctionPointer(CallingConvention.Cdecl)]",
+                f"    public delegate {self.raw(result)} {name}({listed});",
+                "",
+            ]
         lines += [
-            "    [UnmanagedFunctionPointer(CallingConvention.Cdecl)]",
-            "    public delegate void PciProgress(IntPtr arg, float fraction);",
-            "",
             "    public static class Native",
             "    {",
             '        public const string Library = "pci_tarn";',

@@ -125,5 +125,39 @@ namespace PciTarn
                 Native.EcatPIRead(Handle, area, offset, (uint)length, data), "EcatPIRead");
             return data;
         }
+
+        /// <summary>Value of an entry of a slave's object dictionary.</summary>
+        /// <param name="complete">reads the whole object</param>
+        /// <param name="size">most bytes that the value may have</param>
+        /// <param name="timeoutMs">for the slave</param>
+        public byte[] SdoRead(ushort slave, ushort index, byte subindex = 0, bool complete = false,
+                              int size = 1024, uint timeoutMs = 1000)
+        {
+            byte[] data = new byte[size];
+            uint length = (uint)size;
+            PciTarnException.Check(
+                Native.EcatCoeSDOUploadEx(Handle, slave, index, subindex, Flag(complete),
+                                          ref length, data, timeoutMs),
+                "EcatCoeSDOUploadEx");
+            Array.Resize(ref data, (int)length);
+            return data;
+        }
+
+        /// <summary>Writes an entry of a slave's object dictionary.</summary>
+        /// <param name="complete">writes the whole object</param>
+        /// <param name="timeoutMs">for the slave</param>
+        public void SdoWrite(ushort slave, ushort index, byte[] data, byte subindex = 0,
+                             bool complete = false, uint timeoutMs = 1000)
+        {
+            PciTarnException.Check(
+                Native.EcatCoeSDODownloadEx(Handle, slave, index, subindex, Flag(complete),
+                                            (uint)data.Length, data, timeoutMs),
+                "EcatCoeSDODownloadEx");
+        }
+
+        private static byte Flag(bool set)
+        {
+            return (byte)(set ? 1 : 0);
+        }
     }
 }

@@ -300,18 +300,33 @@ namespace PciTarn
     [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
     public delegate void PciProgress(IntPtr arg, float fraction);
 
+    [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
+    public delegate void EcatCycleCallback(IntPtr arg, IntPtr handle);
+
     public static class Native
     {
         public const string Library = "pci_tarn";
 
+        public const uint ECAT_DIAGNOSTIC_SIZE_LIMIT = 101376;
         public const uint ECAT_ENI_SIZE_MAX = 20971520;
+        public const uint ECAT_FOE_FILE_SIZE_MAX = 26214400;
+        public const uint ECAT_FOE_NAME_MAX = 127;
+        public const uint ECAT_LINK_DOWN_PORT_STATUS_SIZE = 4;
+        public const uint ECAT_MASTER_DIAGNOSTIC_SIZE = 118;
         public const uint ECAT_PI_CARD_AREA = 3;
         public const uint ECAT_PI_DIRECTION_INPUT = 1;
         public const uint ECAT_PI_DIRECTION_OUTPUT = 0;
         public const uint ECAT_PI_FAST_OUTPUT = 2;
+        public const uint ECAT_PI_MODE_CYCLE = 1;
+        public const uint ECAT_PI_MODE_DIRECT = 0;
+        public const uint ECAT_PI_MODE_MANUAL = 2;
         public const uint ECAT_PI_NORMAL_INPUT = 1;
         public const uint ECAT_PI_NORMAL_OUTPUT = 0;
         public const uint ECAT_PI_SHADOW_INPUT = 4;
+        public const uint ECAT_SDO_DOWNLOAD_MAX = 256;
+        public const uint ECAT_SLAVE_DIAGNOSTIC_DETAIL_SIZE = 16;
+        public const uint ECAT_SLAVE_DIAGNOSTIC_SIZE = 40;
+        public const uint ECAT_SLAVE_LINK_STATUS_SIZE = 488;
         public const uint ECAT_STATE_BOOT = 3;
         public const uint ECAT_STATE_INIT = 1;
         public const uint ECAT_STATE_OP = 8;
@@ -808,6 +823,16 @@ namespace PciTarn
         public static extern uint EcatRunCommand(IntPtr handle, IntPtr data, uint length, IntPtr reply, IntPtr reply_length);
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint _EcatSockClientPostData(IntPtr handle, uint type, uint parameter, byte[] data, uint length);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint _EcatSockClientPostData(IntPtr handle, uint type, uint parameter, IntPtr data, uint length);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint _EcatSockClientGetData(IntPtr handle, ref uint type, [In, Out] byte[] buffer, ref uint length);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint _EcatSockClientGetData(IntPtr handle, IntPtr type, IntPtr buffer, IntPtr length);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern uint EcatOpen(out IntPtr @out, [MarshalAs(UnmanagedType.LPStr)] string name, uint channel);
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern uint EcatOpen(IntPtr @out, [MarshalAs(UnmanagedType.LPStr)] string name, uint channel);
@@ -1044,6 +1069,77 @@ namespace PciTarn
         public static extern uint EcatRMEnableGet(IntPtr handle, IntPtr enable);
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDODownload(IntPtr handle, ushort slave, ushort index, byte subindex, int size, byte[] data, uint timeout_ms);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDODownload(IntPtr handle, ushort slave, ushort index, byte subindex, int size, IntPtr data, uint timeout_ms);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDODownloadEx(IntPtr handle, ushort slave, ushort index, byte subindex, byte complete_access, uint size, byte[] data, uint timeout_ms);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDODownloadEx(IntPtr handle, ushort slave, ushort index, byte subindex, byte complete_access, uint size, IntPtr data, uint timeout_ms);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDOUpload(IntPtr handle, ushort slave, ushort index, byte subindex, ref uint size, [In, Out] byte[] data, uint timeout_ms);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDOUpload(IntPtr handle, ushort slave, ushort index, byte subindex, IntPtr size, IntPtr data, uint timeout_ms);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDOUploadEx(IntPtr handle, ushort slave, ushort index, byte subindex, byte complete_access, ref uint size, [In, Out] byte[] data, uint timeout_ms);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatCoeSDOUploadEx(IntPtr handle, ushort slave, ushort index, byte subindex, byte complete_access, IntPtr size, IntPtr data, uint timeout_ms);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatFoEWrite(IntPtr handle, ushort slave, [MarshalAs(UnmanagedType.LPStr)] string local_path, [MarshalAs(UnmanagedType.LPStr)] string foe_name);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatFoERead(IntPtr handle, ushort slave, [MarshalAs(UnmanagedType.LPStr)] string local_path, [MarshalAs(UnmanagedType.LPStr)] string foe_name);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveEepromRead(IntPtr handle, ushort slave, ushort address, ushort length, [In, Out] byte[] data);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveEepromRead(IntPtr handle, ushort slave, ushort address, ushort length, IntPtr data);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveEepromWrite(IntPtr handle, ushort slave, ushort address, ushort length, byte[] data);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveEepromWrite(IntPtr handle, ushort slave, ushort address, ushort length, IntPtr data);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveMemoryRead(IntPtr handle, ushort slave, ushort address, ushort length, [In, Out] byte[] data);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveMemoryRead(IntPtr handle, ushort slave, ushort address, ushort length, IntPtr data);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveMemoryWrite(IntPtr handle, ushort slave, ushort address, ushort length, byte[] data);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatSlaveMemoryWrite(IntPtr handle, ushort slave, ushort address, ushort length, IntPtr data);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetDiagnostics(IntPtr handle, [In, Out] byte[] master, ushort count, ref ushort slaves, [In, Out] byte[] records);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetDiagnostics(IntPtr handle, IntPtr master, ushort count, IntPtr slaves, IntPtr records);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetSlaveDiagnosticStates(IntPtr handle, ref uint master, ushort count, ref ushort slaves, ref uint states, [In, Out] byte[] details);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetSlaveDiagnosticStates(IntPtr handle, IntPtr master, ushort count, IntPtr slaves, IntPtr states, IntPtr details);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatNetDiagnosticsGetSlaveLinkStatus(IntPtr handle, [In, Out] byte[] records, ref ushort count);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatNetDiagnosticsGetSlaveLinkStatus(IntPtr handle, IntPtr records, IntPtr count);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetFirstLinkDownPortStatus(IntPtr handle, [In, Out] byte[] status);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetFirstLinkDownPortStatus(IntPtr handle, IntPtr status);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetLastError(IntPtr handle, [In, Out] byte[] buffer, uint size, ref uint length);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatGetLastError(IntPtr handle, IntPtr buffer, uint size, IntPtr length);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern uint EcatPIRead(IntPtr handle, uint index, uint offset, uint length, [In, Out] byte[] destination);
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern uint EcatPIRead(IntPtr handle, uint index, uint offset, uint length, IntPtr destination);
@@ -1148,6 +1244,44 @@ namespace PciTarn
         public static extern uint EcatPIOutputQueuePush(IntPtr handle, byte flag, uint timeout_ms);
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIOutputQueueSize(IntPtr handle, ref uint count);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIOutputQueueSize(IntPtr handle, IntPtr count);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIInputQueuePop(IntPtr handle, byte newest, uint timeout_ms);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIInputQueuePop_US(IntPtr handle, byte newest, ulong timeout_us);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIInputQueueSize(IntPtr handle, ref uint count);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIInputQueueSize(IntPtr handle, IntPtr count);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogConfig(IntPtr handle, uint slave, uint reserved, byte[] mask, byte[] data, uint length);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogConfig(IntPtr handle, uint slave, uint reserved, IntPtr mask, IntPtr data, uint length);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogEnable(IntPtr handle, uint flag);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogStart(IntPtr handle, uint @value, [MarshalAs(UnmanagedType.LPStr)] string text);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogStop(IntPtr handle);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogQuery(IntPtr handle, uint slave, ref uint first_status, ref uint second_status, [In, Out] byte[] first_block, [In, Out] byte[] second_block, ref uint length);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogQuery(IntPtr handle, uint slave, IntPtr first_status, IntPtr second_status, IntPtr first_block, IntPtr second_block, IntPtr length);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIWatchDogFeed(IntPtr handle);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern IntPtr ecat_bitmemcpy([In, Out] byte[] destination, uint destination_bit, byte[] source, uint source_bit, uint bits);
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern IntPtr ecat_bitmemcpy(IntPtr destination, uint destination_bit, IntPtr source, uint source_bit, uint bits);
@@ -1235,6 +1369,29 @@ namespace PciTarn
         public static extern uint __EcatPIASyncDirectAccessModeInit(IntPtr handle);
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint __EcatPIASyncCycleAccessModeInit(IntPtr handle);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint __EcatPIASyncManualAccessModeInit(IntPtr handle);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIASyncModeSet(IntPtr handle, uint mode);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIASyncModeGet(IntPtr handle, ref uint mode);
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIASyncModeGet(IntPtr handle, IntPtr mode);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIASyncUpdateData(IntPtr handle, uint index);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIAsyncModeCycleCallbackHook(IntPtr handle, IntPtr arg, EcatCycleCallback callback);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint EcatPIInputWaitNotify(IntPtr handle, uint timeout_ms);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern uint __EcatPIASyncModeReset(IntPtr state);
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
@@ -1245,6 +1402,9 @@ namespace PciTarn
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern uint __Ecat_PI_ASync_WakeupByInterrup(IntPtr handle, uint timeout_ms);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        public static extern uint __Ecat_PI_ASync_WakeupByCycleSign(IntPtr handle, uint timeout_ms);
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         public static extern IntPtr cJSON_Version();

@@ -5,6 +5,7 @@
 #include "pci_tarn/base.h"
 #include "pci_tarn/driver.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -12,9 +13,14 @@ namespace tarn::test {
 
 namespace {
 
-FakeCard *present = nullptr;
+std::vector<FakeCard *> mailboxes;
 
 } // namespace
+
+// The one that the clock and the sleeps belong to.
+static FakeCard &present() {
+    return *mailboxes.front();
+}
 
 FakeCard::FakeCard(Geometry geometry)
     : out_slots_(size_t{geometry.slots} * geometry.slot_size, 0xEE),
@@ -28,11 +34,19 @@ FakeCard::FakeCard(Geometry geometry)
     channel_->in = {in_pointers_, in_slots_.data(), geometry.slots - 1, geometry.slot_size};
     channel_->doorbell = &doorbell;
     channel_->interrupt = 5;
-    present = this;
+    mailboxes.push_back(this);
 }
 
 FakeCard::~FakeCard() {
-    present = nullptr;
+    std::erase(mailboxes, this);
+}
+
+void FakeCard::pass_ms(uint64_t ms) {
+    present().now_ns += ms * 1'000'000;
+}
+
+uint64_t FakeCard::now_ms() const {
+    return present().now_ns / 1'000'000;
 }
 
 void FakeCard::push_reply(uint16_t sequence, const Reply &reply) {
@@ -89,6 +103,8 @@ uint32_t FakeCard::interrupt_wait(uint32_t limit_ms) {
 
 // ---- what the channel sources need of the other rooms ------------------------------------------
 
+using tarn::test::FakeCard;
+using tarn::test::mailboxes;
 using tarn::test::present;
 
 int tarn::print(const char *format, ...) noexcept {
@@ -97,52 +113,57 @@ int tarn::print(const char *format, ...) noexcept {
     va_start(arguments, format);
     const int length = std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    present->printed += text;
+    present().printed += text;
     return length;
 }
 
 uint64_t get_tick_ms(void) {
-    return present->now_ns / 1'000'000;
+    return present().now_ns / 1'000'000;
 }
 
 uint64_t get_tick_ns(void) {
-    present->now_ns += 1000; // so that a loop that looks at the clock ends
-    if (present->answers_while_spinning) {
-        present->serve();
+    present().now_ns += 1000; // so that a loop that looks at the clock ends
+    if (present().answers_while_spinning) {
+        present().serve();
     }
-    return present->now_ns;
+    return present().now_ns;
 }
 
 void __usleep_window(uint32_t microseconds) {
-    present->sleeps.push_back(microseconds);
-    present->now_ns += uint64_t{microseconds} * 1000;
-    if (present->on_sleep) {
-        present->on_sleep();
+    present().sleeps.push_back(microseconds);
+    present().now_ns += uint64_t{microseconds} * 1000;
+    if (present().on_sleep) {
+        present().on_sleep();
     }
 }
 
 void *memcpy_fast(void *destination, const void *source, uint64_t count) {
-    ++present->copies;
-    if (present->on_copy) {
-        present->on_copy();
+    ++present().copies;
+    if (present().on_copy) {
+        present().on_copy();
     }
     return std::memcpy(destination, source, count);
 }
 
-uint32_t driverLock(void *) {
-    ++present->locks;
-    ++present->locked;
+uint32_t driverLock(void *lock) {
+    auto *card = static_cast<FakeCard *>(lock);
+    ++card->locks;
+    ++card->locked;
+    if (card->on_lock) {
+        card->on_lock();
+    }
     return 0;
 }
 
-uint32_t driverUnlock(void *) {
-    --present->locks;
+uint32_t driverUnlock(void *lock) {
+    --static_cast<FakeCard *>(lock)->locks;
     return 0;
 }
 
 uint32_t waitInterrupt(const void *device, uint8_t interrupt, uint32_t timeout_ms) {
-    if (device != present || interrupt != 5) {
+    const auto card = std::find(mailboxes.begin(), mailboxes.end(), device);
+    if (card == mailboxes.end() || interrupt != 5) {
         return 0xFFFFFFFF;
     }
-    return present->interrupt_wait(timeout_ms);
+    return (*card)->interrupt_wait(timeout_ms);
 }

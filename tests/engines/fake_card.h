@@ -1,5 +1,6 @@
-// A card in plain memory with a clock of its own, behind the channel sources alone: nothing here
-// waits, and every time-out is exact. The card works when the host waits for its interrupt.
+// One mailbox of a card in plain memory with a clock of its own, behind the sources of the requests
+// alone: nothing here waits, and every time-out is exact. The card works when the host waits for
+// its interrupt. Where there are several, the clock and the sleeps are those of the first.
 #pragma once
 
 #include "channel/request.h"
@@ -78,10 +79,11 @@ class FakeCard {
     std::function<uint32_t(uint32_t limit_ms)> on_wait;
     std::function<void()> on_sleep;
     std::function<void()> on_copy;
+    std::function<void()> on_lock;
     bool answers_while_spinning = false;
 
-    void pass_ms(uint64_t ms) { now_ns += ms * 1'000'000; }
-    uint64_t now_ms() const { return now_ns / 1'000'000; }
+    void pass_ms(uint64_t ms);
+    uint64_t now_ms() const;
     uint64_t now_ns = 5'000'000'000;
 
     uint32_t interrupt_wait(uint32_t limit_ms);

@@ -5,6 +5,7 @@ import tempfile
 import time
 import unittest
 from pathlib import Path
+from unittest import mock
 
 import pci_tarn
 from pci_tarn import _generated, _library
@@ -96,6 +97,83 @@ class Errors(unittest.TestCase):
         with self.assertRaises(pci_tarn.PciTarnError) as caught:
             channel.slave_count()
         self.assertEqual(caught.exception.code, pci_tarn.Status.E_HANDLE)
+
+
+class SlaveServices(unittest.TestCase):
+    """What the methods of a channel make of their arguments, without a card."""
+
+    def setUp(self):
+        self.channel = pci_tarn.Channel.__new__(pci_tarn.Channel)
+        self.channel.handle = "handle"
+
+    def replaced(self, name, function=lambda *arguments: None):
+        """The function of that name as a mock that does as `function` says."""
+        fake = mock.Mock(side_effect=function)
+        patch = mock.patch.dict(pci_tarn.functions, {name: fake})
+        patch.start()
+        self.addCleanup(patch.stop)
+        return fake
+
+    def test_sdo_read_gives_the_bytes_received(self):
+        def upload(handle, slave, index, subindex, complete, size, data, timeout_ms):
+            seen.append((handle, slave, index, subindex, complete, size._obj.value, timeout_ms))
+            ctypes.memmove(data, b"\x10\x00\xff", 3)
+            size._obj.value = 3
+
+        seen = []
+        self.replaced("EcatCoeSDOUploadEx", upload)
+        self.assertEqual(self.channel.sdo_read(3, 0x1018, 1), b"\x10\x00\xff")
+        self.assertEqual(
+            self.channel.sdo_read(3, 0x1018, complete=True, size=4, timeout_ms=50), b"\x10\x00\xff"
+        )
+        self.assertEqual(
+            seen,
+            [("handle", 3, 0x1018, 1, False, 1024, 1000), ("handle", 3, 0x1018, 0, True, 4, 50)],
+        )
+
+    def test_sdo_write_sends_the_bytes(self):
+        fake = self.replaced("EcatCoeSDODownloadEx")
+        self.channel.sdo_write(3, 0x6060, b"\x08", timeout_ms=50)
+        fake.assert_called_once_with("handle", 3, 0x6060, 0, False, 1, b"\x08", 50)
+
+    def test_files_are_named_on_both_sides(self):
+        read, write = self.replaced("EcatFoERead"), self.replaced("EcatFoEWrite")
+        self.channel.foe_read(3, "host.bin", "app.efw")
+        self.channel.foe_write(4, Path("new.bin"), "app.efw")
+        read.assert_called_once_with("handle", 3, "host.bin", "app.efw")
+        write.assert_called_once_with("handle", 4, Path("new.bin"), "app.efw")
+
+    def test_eeprom_and_memory_are_bytes(self):
+        def fill(handle, slave, address, length, data):
+            ctypes.memmove(data, bytes(range(length)), length)
+
+        for name in ("Eeprom", "Memory"):
+            with self.subTest(name):
+                read = self.replaced(f"EcatSlave{name}Read", fill)
+                write = self.replaced(f"EcatSlave{name}Write")
+                reader = getattr(self.channel, name.lower() + "_read")
+                writer = getattr(self.channel, name.lower() + "_write")
+                self.assertEqual(reader(3, 0x130, 4), b"\0\1\2\3")
+                self.assertEqual(read.call_args[0][:4], ("handle", 3, 0x130, 4))
+                writer(3, 0x130, [1, 2])
+                write.assert_called_once_with("handle", 3, 0x130, 2, b"\1\2")
+
+    def test_types_fit_the_library(self):
+        channel = self.channel
+        channel.handle = ctypes.POINTER(_generated.EcatHandle)()
+        for call in (
+            lambda: channel.sdo_read(0, 0x1000),
+            lambda: channel.sdo_write(0, 0x1000, b"1234", complete=True),
+            lambda: channel.foe_read(0, "host.bin", "n"),
+            lambda: channel.foe_write(0, Path("host.bin"), "n"),
+            lambda: channel.eeprom_read(0, 0, 2),
+            lambda: channel.eeprom_write(0, 0, b"12"),
+            lambda: channel.memory_read(0, 0, 2),
+            lambda: channel.memory_write(0, 0, b"12"),
+        ):
+            with self.assertRaises(pci_tarn.PciTarnError) as caught:
+                call()
+            self.assertEqual(caught.exception.code, pci_tarn.Status.E_HANDLE)
 
 
 class OnACard(unittest.TestCase):

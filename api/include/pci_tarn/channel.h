@@ -150,6 +150,45 @@ PCI_TARN_API uint32_t pcie_pkt_send(EcatHandle *handle, uint16_t code, const uin
 PCI_TARN_API uint32_t EcatRunCommand(EcatHandle *handle, const uint8_t *data, uint32_t length,
                                      uint8_t *reply, uint32_t *reply_length);
 
+/**
+ * Posts data into the channel's data stream to the card, in pieces of at most 1,024 bytes that all
+ * carry the type and the parameter. No data makes one empty piece. What types and parameters mean
+ * is between the program and the firmware; there are no replies.
+ *
+ * Blocks while the card's ring is full, up to the time-out of EcatSetTimeout() for each piece, and
+ * while another thread or process posts. May run beside a fetch.
+ *
+ * When a piece finds no room in time, the pieces before it stay posted and the lock of this
+ * direction is kept by the calling thread: nobody can post into what is left half. The same thread
+ * may post again; every other thread and process waits until this thread has ended.
+ *
+ * @param handle    channel
+ * @param type      message type
+ * @param parameter message parameter
+ * @param data      bytes to post; may be null when `length` is 0
+ * @param length    number of bytes
+ * @return 0; 32770 when the handle is null, or `data` is null and `length` is not 0; 80011 when the
+ *         ring stayed full
+ */
+PCI_TARN_API uint32_t _EcatSockClientPostData(EcatHandle *handle, uint32_t type, uint32_t parameter,
+                                              const void *data, uint32_t length);
+
+/**
+ * Fetches the oldest message of the card's data stream.
+ *
+ * Blocks for 500 ms at most, whatever EcatSetTimeout() says, and before that while another thread
+ * or process fetches. May run beside a post.
+ *
+ * @param handle      channel
+ * @param[out] type   gets the message type
+ * @param[out] buffer gets the data; must hold what a whole slot of the ring carries, which is not
+ *                    checked: 1,024 bytes with the firmware's standard rings
+ * @param[out] length gets the number of bytes
+ * @return 0; 32770 when an argument is null; 80003 when no message came
+ */
+PCI_TARN_API uint32_t _EcatSockClientGetData(EcatHandle *handle, uint32_t *type, void *buffer,
+                                             uint32_t *length);
+
 #ifdef __cplusplus
 }
 #endif

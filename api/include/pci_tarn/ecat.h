@@ -105,7 +105,8 @@ PCI_TARN_API uint32_t EcatOpenEx(EcatHandle **out, const char *name, uint32_t ch
  * while another thread uses the handle, nor twice.
  *
  * @param handle channel to close
- * @return 80013 for a null handle, else 0
+ * @return 80013 for a null handle; 80006 from within the handle's cycle callback, with nothing
+ * done; else 0
  */
 PCI_TARN_API uint32_t EcatClose(EcatHandle *handle);
 

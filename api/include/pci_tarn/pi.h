@@ -369,6 +369,135 @@ PCI_TARN_API uint32_t EcatPIReinitModeGetGlobal(EcatHandle *handle, uint32_t *mo
 PCI_TARN_API uint32_t EcatPIOutputQueuePush(EcatHandle *handle, uint8_t flag, uint32_t timeout_ms);
 
 /**
+ * Tells how many images the card's output queue holds that the bus has not taken yet.
+ *
+ * @param handle opened channel
+ * @param count  gets the number, 0 to 128
+ * @return 0; 80013 for a null handle; 32770 for a null `count`
+ */
+PCI_TARN_API uint32_t EcatPIOutputQueueSize(EcatHandle *handle, uint32_t *count);
+
+/**
+ * EcatPIInputQueuePop_US() with a time-out in milliseconds.
+ *
+ * @param handle     opened channel
+ * @param newest     0 takes the oldest image; any other value the newest and drops the older ones
+ * @param timeout_ms time to wait for an image; 0 looks once
+ * @return as EcatPIInputQueuePop_US()
+ */
+PCI_TARN_API uint32_t EcatPIInputQueuePop(EcatHandle *handle, uint8_t newest, uint32_t timeout_ms);
+
+/**
+ * Takes one image out of the card's input queue, which gets one per bus cycle, into @ref
+ * ECAT_PI_NORMAL_INPUT, where the image is read afterwards, logical addressing applied.
+ *
+ * Blocks while the queue is empty, up to the time-out. Between two looks it waits for the bus cycle
+ * as the access mode does, and prints "timeout" whenever that wait ends without a cycle; below a
+ * millisecond it only looks again. When the time is up it prints the times and gives up.
+ *
+ * The queue holds 128 images and keeps the oldest: a program that falls behind loses the newest
+ * ones. Every process of the channel takes from the same queue.
+ *
+ * @param handle     opened channel
+ * @param newest     0 takes the oldest image; any other value the newest and drops the older ones
+ * @param timeout_us time to wait for an image, in microseconds; 0 looks once
+ * @return 0; 80013 for a null handle; 80003 when no image came
+ */
+PCI_TARN_API uint32_t EcatPIInputQueuePop_US(EcatHandle *handle, uint8_t newest,
+                                             uint64_t timeout_us);
+
+/**
+ * Tells how many images the card's input queue holds.
+ *
+ * @param handle opened channel
+ * @param count  gets the number, 0 to 128
+ * @return 0; 80013 for a null handle; 32770 for a null `count`
+ */
+PCI_TARN_API uint32_t EcatPIInputQueueSize(EcatHandle *handle, uint32_t *count);
+
+/* ---- watchdog ------------------------------------------------------------------------------ */
+
+/**
+ * Tells the card what to put into a slave's outputs when its watchdog expires.
+ *
+ * Sends a request: blocks until the reply, up to the handle's time-out twice, and while another
+ * request is under way on the channel. The same holds for the other watchdog functions, but for
+ * EcatPIWatchDogFeed(). What the firmware refuses comes back as its status, 90000 to 90007.
+ *
+ * @param handle   opened channel
+ * @param slave    identifier of the slave, as the firmware counts them
+ * @param reserved must be 0
+ * @param mask     bits of `data` that count, `length` bytes; null for all
+ * @param data     safe output data
+ * @param length   bytes of `data`
+ * @return the firmware's status, 0 for success; 80013 for a null handle; 32770 for null `data` or a
+ *         `reserved` that is not 0; 32769 when memory is used up; 80001, 80002 and 80003 as
+ *         pcie_pkt_send()
+ */
+PCI_TARN_API uint32_t EcatPIWatchDogConfig(EcatHandle *handle, uint32_t slave, uint32_t reserved,
+                                           const uint8_t *mask, const uint8_t *data,
+                                           uint32_t length);
+
+/**
+ * Switches the watchdog on or off.
+ *
+ * @param handle opened channel
+ * @param flag   handed to the firmware as it is; 0 is off
+ * @return the firmware's status, 0 for success; 80013 for a null handle; 80001, 80002 and 80003 as
+ *         pcie_pkt_send()
+ */
+PCI_TARN_API uint32_t EcatPIWatchDogEnable(EcatHandle *handle, uint32_t flag);
+
+/**
+ * Starts the watchdog.
+ *
+ * @param handle opened channel
+ * @param value  handed to the firmware as it is
+ * @param text   handed to the firmware with its final zero; null counts as empty
+ * @return the firmware's status, 0 for success; 80013 for a null handle; 90003 when memory is used
+ *         up; 80001, 80002 and 80003 as pcie_pkt_send()
+ */
+PCI_TARN_API uint32_t EcatPIWatchDogStart(EcatHandle *handle, uint32_t value, const char *text);
+
+/**
+ * Stops the watchdog.
+ *
+ * @param handle opened channel
+ * @return the firmware's status, 0 for success; 80013 for a null handle; 80001, 80002 and 80003 as
+ *         pcie_pkt_send()
+ */
+PCI_TARN_API uint32_t EcatPIWatchDogStop(EcatHandle *handle);
+
+/**
+ * Asks what the card's watchdog holds for a slave.
+ *
+ * @param handle         opened channel
+ * @param slave          identifier of the slave
+ * @param first_status   gets the first status word; may be null
+ * @param second_status  gets the second status word; may be null
+ * @param first_block    gets the first block; null when not wanted
+ * @param second_block   gets the second block; null when not wanted
+ * @param[in,out] length in: bytes that each block holds, not 0; out: bytes of each block. Status
+ *                       words and length are written whatever the result, also without a reply
+ * @return the firmware's status, 0 for success; 80013 for a null handle; 32770 for a null `length`;
+ *         32769 when memory is used up; 80002 when the blocks do not fit into `length` bytes, also
+ *         for a `length` of 0; 80001 and 80003 as pcie_pkt_send()
+ */
+PCI_TARN_API uint32_t EcatPIWatchDogQuery(EcatHandle *handle, uint32_t slave,
+                                          uint32_t *first_status, uint32_t *second_status,
+                                          uint8_t *first_block, uint8_t *second_block,
+                                          uint32_t *length);
+
+/**
+ * Feeds the watchdog by hand. Reads and writes of the process image feed it as well. Does not
+ * block.
+ *
+ * @param handle opened channel
+ * @return 0; 80013 for a null handle
+ */
+PCI_TARN_API uint32_t EcatPIWatchDogFeed(EcatHandle *handle);
+
+/**
  * Copies bits. Bits of the destination outside the run stay as they are, and no byte that the two
  * runs do not touch is read or written. Needs no alignment.
  *
@@ -733,7 +862,33 @@ PCI_TARN_API uint32_t pi_buff_3p_slave_read_cycle(void *object, uint32_t offset,
 
 /* ---- asynchronous access modes ------------------------------------------------------------- */
 
-/** Called by the data-swap thread once per bus cycle. */
+/**
+ * Access modes: when @ref ECAT_PI_FAST_OUTPUT and @ref ECAT_PI_SHADOW_INPUT cross to the card.
+ *
+ * @par Real-time priority
+ * The data-swap thread of the cycle mode runs at the system's highest real-time priority or not at
+ * all. Where the system refuses that priority, entering the mode succeeds all the same and the
+ * thread ends at once: no cycle callback ever comes, EcatPIInputWaitNotify() times out, and fast
+ * outputs and shadow inputs stand still. What to grant:
+ *   - Linux: a real-time priority limit of 99 for the user (`rtprio 99` in
+ *     /etc/security/limits.conf, or `LimitRTPRIO=99` in the unit of a service), or the capability
+ *     CAP_SYS_NICE (`setcap cap_sys_nice+ep PROGRAM`);
+ *   - Windows: the right to raise its own process into the real-time class. A user without
+ * "Increase scheduling priority" gets the high class in its place, which is enough for the thread
+ * to run. Entering the mode raises the class of the whole process.
+ */
+/** Every write is published at once and every read fetches first; every channel starts so. */
+#define ECAT_PI_MODE_DIRECT 0
+/** A thread of the library exchanges both in every bus cycle. */
+#define ECAT_PI_MODE_CYCLE 1
+/** The program exchanges, with EcatPIASyncUpdateData(). */
+#define ECAT_PI_MODE_MANUAL 2
+
+/**
+ * Called by the data-swap thread once per bus cycle, after both exchanges and outside all locks.
+ * It delays the thread: a call that takes longer than a cycle makes the thread miss cycles. It may
+ * use the process image; it may neither close the channel nor change its mode.
+ */
 typedef void (*EcatCycleCallback)(void *arg, EcatHandle *handle);
 
 /** State of the asynchronous access mode of one channel. */
@@ -770,6 +925,86 @@ PCI_TARN_API uint32_t __EcatPIASyncModeInit(EcatPIAsyncState *state, uint32_t bo
 PCI_TARN_API uint32_t __EcatPIASyncDirectAccessModeInit(EcatHandle *handle);
 
 /**
+ * Enters the cycle mode: a thread of the library exchanges outputs and inputs in every bus cycle;
+ * writes and reads only touch the local images. A thread that runs already is kept.
+ *
+ * @param handle opened channel
+ * @return 0; 80013 for a null handle; 32816 when the thread cannot be created: the channel is in
+ *         the direct mode then
+ */
+PCI_TARN_API uint32_t __EcatPIASyncCycleAccessModeInit(EcatHandle *handle);
+
+/**
+ * Enters the manual mode: writes and reads only touch the local images, and
+ * EcatPIASyncUpdateData() exchanges them.
+ *
+ * @param handle opened channel; must not have a data-swap thread
+ * @return 0; 80013 for a null handle
+ */
+PCI_TARN_API uint32_t __EcatPIASyncManualAccessModeInit(EcatHandle *handle);
+
+/**
+ * Changes the access mode of a channel. The mode belongs to the handle: other handles and processes
+ * of the channel keep theirs.
+ *
+ * Leaving the cycle mode blocks until the data-swap thread has ended: 2 ms and a cycle callback
+ * that is under way. Thread-safe; from within a cycle callback only the present mode can be set.
+ *
+ * @param handle opened channel
+ * @param mode   @ref ECAT_PI_MODE_DIRECT, @ref ECAT_PI_MODE_CYCLE or @ref ECAT_PI_MODE_MANUAL; the
+ *               present mode changes nothing
+ * @return 0; 80013 for a null handle; 32816 when the data-swap thread cannot be created: the
+ * channel is in the direct mode then; 80006 from within a cycle callback, and for any other mode.
+ * In the latter case a line is printed, the data-swap thread has ended and nothing waits for the
+ * cycle any more, while EcatPIASyncModeGet() still tells the former mode: set another mode to go on
+ */
+PCI_TARN_API uint32_t EcatPIASyncModeSet(EcatHandle *handle, uint32_t mode);
+
+/**
+ * Tells the access mode of a handle.
+ *
+ * @param handle opened channel
+ * @param mode   gets the mode
+ * @return 0; 80013 for a null handle; 32770 for a null `mode`
+ */
+PCI_TARN_API uint32_t EcatPIASyncModeGet(EcatHandle *handle, uint32_t *mode);
+
+/**
+ * Exchanges one image with the card now, in any mode: publishes the fast outputs, written or not,
+ * or fetches the shadow inputs.
+ *
+ * @param handle opened channel
+ * @param index  @ref ECAT_PI_FAST_OUTPUT or @ref ECAT_PI_SHADOW_INPUT
+ * @return 0; 80013 for a null handle; 32770 for any other index
+ */
+PCI_TARN_API uint32_t EcatPIASyncUpdateData(EcatHandle *handle, uint32_t index);
+
+/**
+ * Sets the function that the data-swap thread calls once per bus cycle. It stays set when the mode
+ * changes, and is called in the cycle mode only. A call that is under way may outlast this
+ * function.
+ *
+ * @param handle   opened channel
+ * @param arg      handed to the callback as its first argument
+ * @param callback function to call; null for none. It must stay callable until it is replaced or
+ *                 the channel is closed; a managed program keeps its delegate alive that long
+ * @return 0; 80013 for a null handle
+ */
+PCI_TARN_API uint32_t EcatPIAsyncModeCycleCallbackHook(EcatHandle *handle, void *arg,
+                                                       EcatCycleCallback callback);
+
+/**
+ * Waits for the bus cycle: in the cycle mode until the data-swap thread has exchanged the images,
+ * in the other modes for the card's cycle interrupt. In the cycle mode a cycle that came since the
+ * last call counts, and wakes one caller.
+ *
+ * @param handle     opened channel
+ * @param timeout_ms time to wait; 0 does not wait
+ * @return 0 when woken; 80003 on time-out; 80013 for a null handle
+ */
+PCI_TARN_API uint32_t EcatPIInputWaitNotify(EcatHandle *handle, uint32_t timeout_ms);
+
+/**
  * Ends the data-swap thread, if the mode has one, and forgets the wake-up function. Blocks until
  * the thread has ended.
  *
@@ -787,7 +1022,8 @@ PCI_TARN_API uint32_t __EcatPIASyncModeReset(EcatPIAsyncState *state);
 PCI_TARN_API uint32_t __EcatPIASyncModeDestroy(EcatPIAsyncState *state);
 
 /**
- * Waits at most 2 ms for the channel's cycle interrupt. One thread per handle at a time.
+ * Waits at most 2 ms for the channel's cycle interrupt. Every handle of the process gets every
+ * cycle; of several threads that wait with one handle, one or more get it.
  *
  * @param handle opened channel
  * @return 0 when it came; 1 otherwise, also for a null handle
@@ -795,13 +1031,23 @@ PCI_TARN_API uint32_t __EcatPIASyncModeDestroy(EcatPIAsyncState *state);
 PCI_TARN_API uint32_t __EcatPIWaitSignal(EcatHandle *handle);
 
 /**
- * Waits for the channel's cycle interrupt. One thread per handle at a time.
+ * Waits for the channel's cycle interrupt, as __EcatPIWaitSignal() does.
  *
  * @param handle     opened channel
  * @param timeout_ms time to wait; it is looked at every 2 ms, so that 0 still waits that long
  * @return 0 when it came; 1 on time-out, also for a null handle
  */
 PCI_TARN_API uint32_t __Ecat_PI_ASync_WakeupByInterrup(EcatHandle *handle, uint32_t timeout_ms);
+
+/**
+ * Waits for the data-swap thread to have exchanged the images. A cycle that came since the last
+ * call counts.
+ *
+ * @param handle     opened channel
+ * @param timeout_ms time to wait; 0 looks once
+ * @return 0 when it has; non-zero on time-out and for a null handle
+ */
+PCI_TARN_API uint32_t __Ecat_PI_ASync_WakeupByCycleSign(EcatHandle *handle, uint32_t timeout_ms);
 
 #ifdef __cplusplus
 }

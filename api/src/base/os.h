@@ -38,6 +38,10 @@ void sem_destroy(void *semaphore) noexcept;
 void *thread_start(void (*entry)(void *), void *arg) noexcept;
 void thread_join(void *thread) noexcept;
 
+// Has `function` called when the process ends, or the library is unloaded, while the threads that
+// it started still run. Where the system has ended them by then it is not called.
+void before_threads_end(void (*function)()) noexcept;
+
 // Raises the process and the calling thread to the system's real-time priority.
 bool raise_to_realtime() noexcept;
 

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <new>
@@ -148,6 +149,10 @@ void thread_join(void *thread) noexcept {
     auto *self = static_cast<Thread *>(thread);
     pthread_join(self->id, nullptr);
     delete self;
+}
+
+void before_threads_end(void (*function)()) noexcept {
+    std::atexit(function);
 }
 
 bool raise_to_realtime() noexcept {

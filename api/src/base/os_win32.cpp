@@ -133,6 +133,10 @@ void thread_join(void *thread) noexcept {
     WaitForSingleObject(thread, INFINITE);
 }
 
+// All other threads are gone before a DLL is told of the end; and while one is unloaded no thread
+// can end, so that nobody may wait for it.
+void before_threads_end(void (*)()) noexcept {}
+
 bool raise_to_realtime() noexcept {
     return SetPriorityClass(GetCurrentProcess(), REALTIME_PRIORITY_CLASS) != 0 &&
            SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL) != 0;

@@ -24,6 +24,14 @@ struct PiCopyPlan {
     PiCopyRun runs[PCI_TARN_MAX_SLAVES];
 };
 
+// The card's bulk copy engine for the socket channel. Off: nothing here sets it, whoever knows the
+// addresses of the machine does.
+struct BulkCopy {
+    uint32_t enabled;
+    EtherCAT *device;
+    uint64_t base; // address that stands for the start of BAR memory
+};
+
 } // namespace tarn
 
 // Context of one opened EtherCAT channel. Both the master services and the process image work on
@@ -37,6 +45,7 @@ struct EcatHandle {
     CommandChannel primary;
     CommandChannel secondary;
     CommandChannel socket;
+    tarn::BulkCopy bulk;
 
     // process image
     uint8_t *normal_output_cache;
@@ -55,6 +64,9 @@ struct EcatHandle {
     PiExchangeObject card_area_object;
     PiSlaveObject shadow_input_object;
     EcatPIAsyncState async;
+    uint32_t mode_changing; // 1 while a thread changes the mode
+    uint32_t cycles_seen;   // of those that this process was told of
+    EcatHandle *next_swapping;
 
     uint32_t reinit_mode; // 0: take the shared word of (board, channel)
     uint32_t pd_version;  // decoded process data interface version

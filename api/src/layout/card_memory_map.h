@@ -145,6 +145,18 @@ static_assert(offsetof(SlotHeader, sequence) == 4);
 static_assert(offsetof(SlotHeader, length) == 8);
 static_assert(offsetof(SlotHeader, status) == 12);
 
+// Header of the socket channel's slots.
+struct SocketSlotHeader {
+    uint32_t type;
+    uint32_t parameter;
+    uint32_t length; // payload bytes
+    uint32_t reserved_12;
+};
+static_assert(sizeof(SocketSlotHeader) == sizeof(SlotHeader));
+static_assert(offsetof(SocketSlotHeader, length) == offsetof(SlotHeader, length));
+
+inline constexpr uint32_t kSocketPieceSize = 1024; // most bytes that the host posts in a slot
+
 inline constexpr uint32_t kSlotHeaderSize = sizeof(SlotHeader);
 inline constexpr uint32_t kSlotPayloadLimit = 102385; // lengths from here on are refused
 

@@ -1,6 +1,7 @@
 // The text of an ENI file's CRC element, which identifies the configuration.
 
 #include "base/console.h"
+#include "base/heap.h"
 #include "pci_tarn/ecat.h"
 
 #include <cstdio>
@@ -11,6 +12,7 @@
 
 namespace {
 
+using tarn::Free;
 using tarn::print;
 
 constexpr std::string_view kBegin = "<CRC>";
@@ -19,9 +21,6 @@ constexpr size_t kBlockMargin = 21; // bytes of a block beyond the caller's buff
 
 struct CloseFile {
     void operator()(FILE *file) const noexcept { fclose(file); }
-};
-struct Free {
-    void operator()(char *memory) const noexcept { free(memory); }
 };
 
 // Block by block, without overlap: an element that straddles two blocks is not found. Required

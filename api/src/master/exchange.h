@@ -1,4 +1,4 @@
-// One request of the master services on the primary mailbox.
+// One request of the master services, on the primary mailbox unless named otherwise.
 #pragma once
 
 #include "channel/request.h"
@@ -12,6 +12,11 @@ namespace tarn {
 // Takes the mailbox's lock; waits at most the handle's time-out for the slot and for the reply.
 inline uint32_t exchange(EcatHandle &handle, const Request &request) noexcept {
     return transact_locked(handle.primary, request, handle.timeout_ms);
+}
+
+// The same on the secondary mailbox.
+inline uint32_t exchange_secondary(EcatHandle &handle, const Request &request) noexcept {
+    return transact_locked(handle.secondary, request, handle.timeout_ms);
 }
 
 // Request without payload or with one value as payload, and no reply data.

@@ -118,7 +118,11 @@ uint32_t EcatOpenEx(EcatHandle **out, const char *name, uint32_t channel, int32_
 }
 
 uint32_t EcatClose(EcatHandle *handle) {
-    return handle == nullptr ? uint32_t{PCI_TARN_E_HANDLE} : __EcatClose(handle);
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    return pi::on_data_swap_thread(*handle) ? uint32_t{PCI_TARN_E_NOT_SUPPORTED}
+                                            : __EcatClose(handle);
 }
 
 uint32_t __EcatClose(EcatHandle *handle) {

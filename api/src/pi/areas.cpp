@@ -186,11 +186,17 @@ void reset_for_start(EcatHandle &handle) noexcept {
     reset_area(handle, ECAT_PI_CARD_AREA);
 }
 
+uint32_t publish_fast_output(EcatHandle &handle) noexcept {
+    PiArea &area = handle.areas[ECAT_PI_FAST_OUTPUT];
+    const NamedLockGuard guard(area.lock);
+    pi_buff_3p_master_force_update(&handle.fast_output_object);
+    return exchange_locked(area);
+}
+
 uint32_t push_after_start(EcatHandle &handle) noexcept {
     switch (effective_reinit_mode(handle)) {
     case kKeepTripleBuffers:
-        pi_buff_3p_master_force_update(&handle.fast_output_object);
-        return exchange_locked(handle.areas[ECAT_PI_FAST_OUTPUT]);
+        return publish_fast_output(handle);
     case kKeepNormalBuffers:
         return EcatPIOutputQueuePush(&handle, kKeptOutputsFlag, kKeptOutputsTimeoutMs);
     default:

@@ -24,4 +24,7 @@ inline uint32_t exchange_locked(PiArea &area) noexcept {
     return area.ops->exchange(area.object, &area.state);
 }
 
+// Marks the fast outputs and publishes them.
+uint32_t publish_fast_output(EcatHandle &handle) noexcept;
+
 } // namespace tarn::pi

@@ -1,25 +1,52 @@
-// Access modes of the triple buffers, the wait for the bus cycle, and the output queue.
+// Access modes of the triple buffers, and the data-swap thread of the cycle mode.
 #include "base/card_memory.h"
-#include "pci_tarn/driver.h"
+#include "base/console.h"
+#include "base/os.h"
 #include "pci_tarn/status.h"
 #include "pi/areas.h"
 #include "pi/buffer_ops.h"
-#include "pi/image_convert.h"
+#include "pi/cycle_wait.h"
+#include "pi/pi_setup.h"
+#include "pi/wakeup.h"
+
+#include <mutex>
 
 namespace tarn::pi {
 
 namespace {
 
-constexpr uint32_t kModeDirect = 0;
-constexpr uint32_t kModeCycle = 1;
+using Wakeup = decltype(EcatPIAsyncState::wakeup);
 
-constexpr uint32_t kCycleSliceMs = 2;
-constexpr uint32_t kWaitTimedOut = 258;
-constexpr uint32_t kWaitErrorSleepUs = 1000;
-constexpr uint32_t kQueuePollUs = 100;
+constexpr uint32_t kSwapPriority = 99;
+constexpr uint32_t kModeChangePollUs = 1000;
+constexpr uint32_t kNoWakeupSleepUs = 1000;
 
-uint32_t wait_cycle_slice(EcatHandle &handle) noexcept {
-    return waitInterrupt(handle.board, static_cast<uint8_t>(handle.pi_interrupt), kCycleSliceMs);
+constexpr char kSwapThreadName[] = "__EcatPIDataSwapThread";
+constexpr int kSwapThreadStartLine = 3163; // part of the texts
+constexpr int kSwapThreadExitLine = 3184;
+
+// The handle whose data-swap thread the calling thread is.
+thread_local const EcatHandle *swapped_here = nullptr;
+
+// One thread at a time changes a handle's mode. No named lock: the one that waits for the data-swap
+// thread to end must not keep that from its exchange.
+class ModeChange {
+  public:
+    explicit ModeChange(EcatHandle &handle) noexcept : changing_(&handle.mode_changing) {
+        while (__atomic_exchange_n(changing_, 1U, __ATOMIC_ACQUIRE) != 0) {
+            __usleep_window(kModeChangePollUs);
+        }
+    }
+    ~ModeChange() { __atomic_store_n(changing_, 0U, __ATOMIC_RELEASE); }
+    ModeChange(const ModeChange &) = delete;
+    ModeChange &operator=(const ModeChange &) = delete;
+
+  private:
+    uint32_t *changing_;
+};
+
+void set_wakeup(EcatPIAsyncState &state, Wakeup wakeup) noexcept {
+    __atomic_store_n(&state.wakeup, wakeup, __ATOMIC_RELEASE);
 }
 
 void set_ops(PiArea &area, const PiOps *ops) noexcept {
@@ -32,29 +59,142 @@ void set_access(EcatHandle &handle, Access access) noexcept {
     set_ops(handle.areas[ECAT_PI_SHADOW_INPUT], slave_ops(handle.pd_version, access));
 }
 
-// One whole image into the output queue. False while the queue is full.
-bool push_output(EcatHandle &handle, uint8_t flag) noexcept {
-    PiCardArea &card = *pi_card_area(handle);
-    const uint32_t write = card::load32(&card.output_queue_write);
-    if (write - card::load32(&card.output_queue_read) >= kPiQueueEntries) {
+void enter(EcatHandle &handle, uint32_t mode, Access access, Wakeup wakeup) noexcept {
+    set_wakeup(handle.async, wakeup);
+    set_access(handle, access);
+    card::store32(&handle.async.mode, mode);
+}
+
+void swap(EcatHandle &handle) noexcept {
+    exchange_locked(handle.areas[ECAT_PI_FAST_OUTPUT]);
+    EcatCycleCallback callback = nullptr;
+    void *argument = nullptr;
+    {
+        // The callback and its argument are one pair under this lock.
+        const NamedLockGuard guard(handle.areas[ECAT_PI_SHADOW_INPUT].lock);
+        exchange_locked(handle.areas[ECAT_PI_SHADOW_INPUT]);
+        callback = handle.async.callback;
+        argument = handle.async.callback_arg;
+    }
+    ecat_os_sem_post(handle.async.semaphore);
+    if (callback != nullptr) {
+        callback(argument, &handle);
+    }
+}
+
+void *run_data_swap(void *arg) {
+    EcatHandle &handle = *static_cast<EcatHandle *>(arg);
+    swapped_here = &handle;
+    print("[%s:%d] thread startup.\r\n", kSwapThreadName, kSwapThreadStartLine);
+    while (card::load32(&handle.async.stop) == 0) {
+        const uint32_t result = wait_cycle_slice(handle);
+        if (result == 0) {
+            swap(handle);
+        }
+        rest_after_failed_wait(result);
+    }
+    print("[%s:%d] thread exit.\r\n", kSwapThreadName, kSwapThreadExitLine);
+    return nullptr;
+}
+
+// The handles with a data-swap thread. A program that ends without closing them takes the cards
+// from under their threads, so these are ended first.
+class SwappingHandles {
+  public:
+    void add(EcatHandle &handle) noexcept {
+        std::call_once(end_registered_, [] { os::before_threads_end(end_all); });
+        const std::lock_guard lock(mutex_);
+        handle.next_swapping = first_;
+        first_ = &handle;
+    }
+
+    void remove(const EcatPIAsyncState &state) noexcept {
+        const std::lock_guard lock(mutex_);
+        for (EcatHandle **link = &first_; *link != nullptr; link = &(*link)->next_swapping) {
+            if (&(*link)->async == &state) {
+                *link = (*link)->next_swapping;
+                return;
+            }
+        }
+    }
+
+  private:
+    static void end_all() noexcept;
+
+    EcatHandle *take() noexcept {
+        const std::lock_guard lock(mutex_);
+        EcatHandle *const handle = first_;
+        if (handle != nullptr) {
+            first_ = handle->next_swapping;
+        }
+        return handle;
+    }
+
+    std::once_flag end_registered_;
+    std::mutex mutex_;
+    EcatHandle *first_ = nullptr;
+};
+
+// Never destroyed: a channel may be closed while the process ends.
+SwappingHandles &swapping_handles() noexcept {
+    static auto *const handles = new SwappingHandles;
+    return *handles;
+}
+
+void SwappingHandles::end_all() noexcept {
+    while (EcatHandle *const handle = swapping_handles().take()) {
+        if (!on_data_swap_thread(*handle)) { // a callback may end the process
+            __EcatPIASyncModeReset(&handle->async);
+        }
+    }
+}
+
+// Cycles and signs from before do not count.
+bool start_data_swap(EcatHandle &handle) noexcept {
+    card::store32(&handle.async.stop, 0);
+    ecat_os_sem_time_wait(handle.async.semaphore, 0);
+    begin_cycle_wait(handle);
+    handle.async.thread = ecat_os_thread_create(&handle, run_data_swap, kSwapPriority);
+    if (handle.async.thread == nullptr) {
         return false;
     }
-    const bool mapped = handle.areas[ECAT_PI_NORMAL_OUTPUT].state.mapped != 0;
-    const uint8_t *source = mapped ? handle.normal_output_buffer : handle.normal_output_cache;
-    uint8_t *entry = card.output_queue[write % kPiQueueEntries];
-    // The flag goes first: an image that fills the entry takes its place.
-    card::store8(&entry[kPiQueueFlagByte], flag);
-    memcpy_fast(entry, source, std::min(card::load32(&card.output_length), kPiBufferSize));
-    card::store32(&card.output_queue_write, write + 1);
-    card::increment32(&card.access_counter);
+    swapping_handles().add(handle);
     return true;
+}
+
+uint32_t enter_mode(EcatHandle &handle, uint32_t mode) noexcept {
+    switch (mode) {
+    case ECAT_PI_MODE_DIRECT:
+        return __EcatPIASyncDirectAccessModeInit(&handle);
+    case ECAT_PI_MODE_CYCLE:
+        return __EcatPIASyncCycleAccessModeInit(&handle);
+    case ECAT_PI_MODE_MANUAL:
+        return __EcatPIASyncManualAccessModeInit(&handle);
+    default:
+        // Required: the thread and the wake-up are gone by now, and the mode word stays.
+        print("mode:%d not support.\r\n", static_cast<int>(mode));
+        return PCI_TARN_E_NOT_SUPPORTED;
+    }
 }
 
 } // namespace
 
+uint32_t wake_up(EcatHandle &handle, uint32_t timeout_ms) noexcept {
+    const Wakeup wakeup = __atomic_load_n(&handle.async.wakeup, __ATOMIC_ACQUIRE);
+    if (wakeup == nullptr) { // a refused mode left it so
+        __usleep_window(kNoWakeupSleepUs);
+        return kCycleWaitTimedOut;
+    }
+    return wakeup(&handle, timeout_ms);
+}
+
+bool on_data_swap_thread(const EcatHandle &handle) noexcept {
+    return swapped_here == &handle;
+}
+
 } // namespace tarn::pi
 
-using tarn::pi::Access;
+using namespace tarn;
 
 uint32_t __EcatPIASyncModeInit(EcatPIAsyncState *state, uint32_t, uint32_t) {
     if (state == nullptr) {
@@ -69,22 +209,107 @@ uint32_t __EcatPIASyncDirectAccessModeInit(EcatHandle *handle) {
     if (handle == nullptr) {
         return PCI_TARN_E_HANDLE;
     }
-    handle->async.wakeup = __Ecat_PI_ASync_WakeupByInterrup;
-    tarn::pi::set_access(*handle, Access::Immediate);
-    handle->async.mode = tarn::pi::kModeDirect;
+    pi::enter(*handle, ECAT_PI_MODE_DIRECT, pi::Access::Immediate,
+              __Ecat_PI_ASync_WakeupByInterrup);
     return PCI_TARN_OK;
+}
+
+uint32_t __EcatPIASyncCycleAccessModeInit(EcatHandle *handle) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    pi::enter(*handle, ECAT_PI_MODE_CYCLE, pi::Access::Cycle, __Ecat_PI_ASync_WakeupByCycleSign);
+    if (handle->async.thread == nullptr && !pi::start_data_swap(*handle)) {
+        __EcatPIASyncDirectAccessModeInit(handle);
+        return PCI_TARN_E_THREAD;
+    }
+    return PCI_TARN_OK;
+}
+
+uint32_t __EcatPIASyncManualAccessModeInit(EcatHandle *handle) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    pi::enter(*handle, ECAT_PI_MODE_MANUAL, pi::Access::Cycle, __Ecat_PI_ASync_WakeupByInterrup);
+    return PCI_TARN_OK;
+}
+
+uint32_t EcatPIASyncModeSet(EcatHandle *handle, uint32_t mode) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    if (pi::on_data_swap_thread(*handle)) { // it cannot wait for its own end
+        const bool same = card::load32(&handle->async.mode) == mode;
+        return same ? PCI_TARN_OK : PCI_TARN_E_NOT_SUPPORTED;
+    }
+    const pi::ModeChange change(*handle);
+    if (card::load32(&handle->async.mode) == mode) {
+        return PCI_TARN_OK;
+    }
+    __EcatPIASyncModeReset(&handle->async);
+    return pi::enter_mode(*handle, mode);
+}
+
+uint32_t EcatPIASyncModeGet(EcatHandle *handle, uint32_t *mode) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    if (mode == nullptr) {
+        return PCI_TARN_E_INVALID_ARGUMENT;
+    }
+    *mode = card::load32(&handle->async.mode);
+    return PCI_TARN_OK;
+}
+
+uint32_t EcatPIASyncUpdateData(EcatHandle *handle, uint32_t index) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    switch (index) {
+    case ECAT_PI_FAST_OUTPUT:
+        return pi::publish_fast_output(*handle);
+    case ECAT_PI_SHADOW_INPUT:
+        return pi::exchange_locked(handle->areas[ECAT_PI_SHADOW_INPUT]);
+    default:
+        return PCI_TARN_E_INVALID_ARGUMENT;
+    }
+}
+
+uint32_t EcatPIAsyncModeCycleCallbackHook(EcatHandle *handle, void *arg,
+                                          EcatCycleCallback callback) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    const NamedLockGuard guard(handle->areas[ECAT_PI_SHADOW_INPUT].lock);
+    handle->async.callback_arg = arg;
+    handle->async.callback = callback;
+    return PCI_TARN_OK;
+}
+
+uint32_t EcatPIInputWaitNotify(EcatHandle *handle, uint32_t timeout_ms) {
+    if (handle == nullptr) {
+        return PCI_TARN_E_HANDLE;
+    }
+    const uint64_t start = get_tick_ms();
+    while (get_tick_ms() - start < timeout_ms) {
+        if (pi::wake_up(*handle, timeout_ms) == 0) {
+            return PCI_TARN_OK;
+        }
+    }
+    return PCI_TARN_E_TIMEOUT;
 }
 
 uint32_t __EcatPIASyncModeReset(EcatPIAsyncState *state) {
     if (state == nullptr) {
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
-    if (state->mode == tarn::pi::kModeCycle && state->thread != nullptr) {
-        __atomic_store_n(&state->stop, 1U, __ATOMIC_RELEASE);
+    if (state->thread != nullptr) {
+        pi::swapping_handles().remove(*state);
+        card::store32(&state->stop, 1);
         ecat_os_thread_join(state->thread);
         state->thread = nullptr;
     }
-    state->wakeup = nullptr;
+    pi::set_wakeup(*state, nullptr);
     return PCI_TARN_OK;
 }
 
@@ -102,7 +327,7 @@ uint32_t __EcatPIWaitSignal(EcatHandle *handle) {
     if (handle == nullptr) {
         return 1;
     }
-    return tarn::pi::wait_cycle_slice(*handle) == 0 ? 0 : 1;
+    return pi::wait_cycle_slice(*handle) == 0 ? 0 : 1;
 }
 
 uint32_t __Ecat_PI_ASync_WakeupByInterrup(EcatHandle *handle, uint32_t timeout_ms) {
@@ -111,30 +336,20 @@ uint32_t __Ecat_PI_ASync_WakeupByInterrup(EcatHandle *handle, uint32_t timeout_m
     }
     const uint64_t deadline = get_tick_ms() + timeout_ms;
     for (;;) {
-        const uint32_t result = tarn::pi::wait_cycle_slice(*handle);
+        const uint32_t result = pi::wait_cycle_slice(*handle);
         if (result == 0) {
             return 0;
         }
         if (get_tick_ms() >= deadline) {
             return 1;
         }
-        if (result != tarn::pi::kWaitTimedOut) {
-            __usleep_window(tarn::pi::kWaitErrorSleepUs); // a wait that fails returns at once
-        }
+        pi::rest_after_failed_wait(result);
     }
 }
 
-uint32_t EcatPIOutputQueuePush(EcatHandle *handle, uint8_t flag, uint32_t timeout_ms) {
+uint32_t __Ecat_PI_ASync_WakeupByCycleSign(EcatHandle *handle, uint32_t timeout_ms) {
     if (handle == nullptr) {
-        return PCI_TARN_E_HANDLE;
+        return 1;
     }
-    const uint64_t start = get_tick_ms();
-    tarn::pi::exchange_locked(handle->areas[ECAT_PI_NORMAL_OUTPUT]);
-    while (!tarn::pi::push_output(*handle, flag)) {
-        if (get_tick_ms() - start >= timeout_ms) {
-            return PCI_TARN_E_SEND_TIMEOUT;
-        }
-        __usleep_window(tarn::pi::kQueuePollUs);
-    }
-    return PCI_TARN_OK;
+    return static_cast<uint32_t>(ecat_os_sem_time_wait(handle->async.semaphore, timeout_ms));
 }

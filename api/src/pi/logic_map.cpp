@@ -2,6 +2,7 @@
 #include "pi/logic_map.h"
 
 #include "base/console.h"
+#include "base/heap.h"
 #include "pci_tarn/pi.h"
 #include "pci_tarn/status.h"
 
@@ -22,9 +23,6 @@ constexpr long kTextMinimum = 100;
 constexpr long kUnsearchedTail = 4; // the last bytes of the file are never looked at
 constexpr const char *kMarkers[] = {"<!-- @@##ENI_PDO_LIST##@@", "<!-- @@##ENI_INFO##@@"};
 
-struct Free {
-    void operator()(char *text) const noexcept { std::free(text); }
-};
 struct DeleteJson {
     void operator()(cJSON *json) const noexcept { cJSON_Delete(json); }
 };

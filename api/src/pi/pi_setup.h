@@ -14,6 +14,9 @@ void wire(EcatHandle &handle) noexcept;
 // Gives back what wire() made (mode thread, semaphore, slot 0 of each area).
 void release(EcatHandle &handle) noexcept;
 
+// Whether the calling thread is the handle's data-swap thread, which cannot end itself.
+bool on_data_swap_thread(const EcatHandle &handle) noexcept;
+
 // Fills the transfer states of the areas from the PI info record; the record is only read.
 void refresh_views(EcatHandle &handle) noexcept;
 

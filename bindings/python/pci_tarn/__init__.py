@@ -119,3 +119,50 @@ class Channel:
         buffer = ctypes.create_string_buffer(length)
         _f["EcatSlavePIReadEx"](self.handle, area, slave, offset, length, buffer)
         return buffer.raw
+
+    def sdo_read(self, slave, index, subindex=0, complete=False, size=1024, timeout_ms=1000):
+        """Value of an entry of a slave's object dictionary, of `size` bytes at most. `complete` reads
+        the whole object; `timeout_ms` is for the slave."""
+        buffer = ctypes.create_string_buffer(size)
+        length = ctypes.c_uint32(size)
+        _f["EcatCoeSDOUploadEx"](
+            self.handle, slave, index, subindex, complete, ctypes.byref(length), buffer, timeout_ms
+        )
+        return buffer.raw[: length.value]
+
+    def sdo_write(self, slave, index, data, subindex=0, complete=False, timeout_ms=1000):
+        """Writes an entry of a slave's object dictionary, or with `complete` a whole object."""
+        data = bytes(data)
+        _f["EcatCoeSDODownloadEx"](
+            self.handle, slave, index, subindex, complete, len(data), data, timeout_ms
+        )
+
+    def foe_read(self, slave, local_path, name):
+        """Reads the slave's file `name` by FoE into a file of the host."""
+        _f["EcatFoERead"](self.handle, slave, local_path, name)
+
+    def foe_write(self, slave, local_path, name):
+        """Sends a file of the host by FoE to the slave, where it gets the name `name`."""
+        _f["EcatFoEWrite"](self.handle, slave, local_path, name)
+
+    def eeprom_read(self, slave, address, length):
+        """Bytes of a slave's EEPROM from the word `address` on."""
+        buffer = ctypes.create_string_buffer(length)
+        _f["EcatSlaveEepromRead"](self.handle, slave, address, length, buffer)
+        return buffer.raw
+
+    def eeprom_write(self, slave, address, data):
+        """Writes bytes to a slave's EEPROM from the word `address` on."""
+        data = bytes(data)
+        _f["EcatSlaveEepromWrite"](self.handle, slave, address, len(data), data)
+
+    def memory_read(self, slave, address, length):
+        """Bytes of the memory of a slave's controller."""
+        buffer = ctypes.create_string_buffer(length)
+        _f["EcatSlaveMemoryRead"](self.handle, slave, address, length, buffer)
+        return buffer.raw
+
+    def memory_write(self, slave, address, data):
+        """Writes bytes to the memory of a slave's controller."""
+        data = bytes(data)
+        _f["EcatSlaveMemoryWrite"](self.handle, slave, address, len(data), data)

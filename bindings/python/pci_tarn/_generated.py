@@ -242,14 +242,26 @@ class AlStatus(_enum.IntEnum):
     RESTARTED_LOCALLY = 96
 
 
+ECAT_DIAGNOSTIC_SIZE_LIMIT = 101376
 ECAT_ENI_SIZE_MAX = 20971520
+ECAT_FOE_FILE_SIZE_MAX = 26214400
+ECAT_FOE_NAME_MAX = 127
+ECAT_LINK_DOWN_PORT_STATUS_SIZE = 4
+ECAT_MASTER_DIAGNOSTIC_SIZE = 118
 ECAT_PI_CARD_AREA = 3
 ECAT_PI_DIRECTION_INPUT = 1
 ECAT_PI_DIRECTION_OUTPUT = 0
 ECAT_PI_FAST_OUTPUT = 2
+ECAT_PI_MODE_CYCLE = 1
+ECAT_PI_MODE_DIRECT = 0
+ECAT_PI_MODE_MANUAL = 2
 ECAT_PI_NORMAL_INPUT = 1
 ECAT_PI_NORMAL_OUTPUT = 0
 ECAT_PI_SHADOW_INPUT = 4
+ECAT_SDO_DOWNLOAD_MAX = 256
+ECAT_SLAVE_DIAGNOSTIC_DETAIL_SIZE = 16
+ECAT_SLAVE_DIAGNOSTIC_SIZE = 40
+ECAT_SLAVE_LINK_STATUS_SIZE = 488
 ECAT_STATE_BOOT = 3
 ECAT_STATE_INIT = 1
 ECAT_STATE_OP = 8
@@ -654,6 +666,8 @@ FUNCTIONS = {
     "show_fifo_size": (_c.c_int32, [_c.POINTER(EcatHandle)], False),
     "pcie_pkt_send": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.POINTER(_c.c_uint8), _c.c_uint32, _c.POINTER(_c.c_uint8), _c.POINTER(_c.c_uint32)], True),
     "EcatRunCommand": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint8), _c.c_uint32, _c.POINTER(_c.c_uint8), _c.POINTER(_c.c_uint32)], True),
+    "_EcatSockClientPostData": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _c.c_uint32, _c.c_void_p, _c.c_uint32], True),
+    "_EcatSockClientGetData": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint32), _c.c_void_p, _c.POINTER(_c.c_uint32)], True),
     "EcatOpen": (_c.c_uint32, [_c.POINTER(_c.POINTER(EcatHandle)), _Text, _c.c_uint32], True),
     "EcatOpenEx": (_c.c_uint32, [_c.POINTER(_c.POINTER(EcatHandle)), _Text, _c.c_uint32, _c.c_int32], True),
     "EcatClose": (_c.c_uint32, [_c.POINTER(EcatHandle)], True),
@@ -710,6 +724,21 @@ FUNCTIONS = {
     "EcatSetTimeout": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32], True),
     "EcatRMEnable": (_c.c_uint32, [], True),
     "EcatRMEnableGet": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint32)], True),
+    "EcatCoeSDODownload": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint8, _c.c_int32, _c.c_void_p, _c.c_uint32], True),
+    "EcatCoeSDODownloadEx": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint8, _c.c_uint8, _c.c_uint32, _c.c_void_p, _c.c_uint32], True),
+    "EcatCoeSDOUpload": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint8, _c.POINTER(_c.c_uint32), _c.c_void_p, _c.c_uint32], True),
+    "EcatCoeSDOUploadEx": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint8, _c.c_uint8, _c.POINTER(_c.c_uint32), _c.c_void_p, _c.c_uint32], True),
+    "EcatFoEWrite": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _Text, _Text], True),
+    "EcatFoERead": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _Text, _Text], True),
+    "EcatSlaveEepromRead": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint16, _c.c_void_p], True),
+    "EcatSlaveEepromWrite": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint16, _c.c_void_p], True),
+    "EcatSlaveMemoryRead": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint16, _c.c_void_p], True),
+    "EcatSlaveMemoryWrite": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16, _c.c_uint16, _c.c_uint16, _c.c_void_p], True),
+    "EcatGetDiagnostics": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint8), _c.c_uint16, _c.POINTER(_c.c_uint16), _c.c_void_p], True),
+    "EcatGetSlaveDiagnosticStates": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint32), _c.c_uint16, _c.POINTER(_c.c_uint16), _c.POINTER(_c.c_uint32), _c.c_void_p], True),
+    "EcatNetDiagnosticsGetSlaveLinkStatus": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_void_p, _c.POINTER(_c.c_uint16)], True),
+    "EcatGetFirstLinkDownPortStatus": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_void_p], True),
+    "EcatGetLastError": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_void_p, _c.c_uint32, _c.POINTER(_c.c_uint32)], True),
     "EcatPIRead": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _c.c_uint32, _c.c_uint32, _c.c_void_p], True),
     "EcatPIWrite": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _c.c_uint32, _c.c_uint32, _c.c_void_p], True),
     "EcatPIMaskWrite": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _c.c_uint32, _c.c_uint32, _c.POINTER(_c.c_uint8), _c.c_void_p], True),
@@ -734,6 +763,16 @@ FUNCTIONS = {
     "EcatPIReinitModeSetGlobal": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint16], True),
     "EcatPIReinitModeGetGlobal": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint32)], True),
     "EcatPIOutputQueuePush": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint8, _c.c_uint32], True),
+    "EcatPIOutputQueueSize": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint32)], True),
+    "EcatPIInputQueuePop": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint8, _c.c_uint32], True),
+    "EcatPIInputQueuePop_US": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint8, _c.c_uint64], True),
+    "EcatPIInputQueueSize": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint32)], True),
+    "EcatPIWatchDogConfig": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _c.c_uint32, _c.POINTER(_c.c_uint8), _c.POINTER(_c.c_uint8), _c.c_uint32], True),
+    "EcatPIWatchDogEnable": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32], True),
+    "EcatPIWatchDogStart": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _Text], True),
+    "EcatPIWatchDogStop": (_c.c_uint32, [_c.POINTER(EcatHandle)], True),
+    "EcatPIWatchDogQuery": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _c.POINTER(_c.c_uint32), _c.POINTER(_c.c_uint32), _c.POINTER(_c.c_uint8), _c.POINTER(_c.c_uint8), _c.POINTER(_c.c_uint32)], True),
+    "EcatPIWatchDogFeed": (_c.c_uint32, [_c.POINTER(EcatHandle)], True),
     "ecat_bitmemcpy": (_c.c_void_p, [_c.c_void_p, _c.c_uint32, _c.c_void_p, _c.c_uint32, _c.c_uint32], False),
     "__set_pi_area_complete_info_pdo_len": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32, _c.c_uint32], True),
     "ecat_pi_logic_addr_map_init": (_c.c_uint32, [_Text, _c.c_uint32, _c.c_void_p, _c.c_void_p], True),
@@ -753,10 +792,18 @@ FUNCTIONS = {
     "pi_buff_3p_slave_read_cycle": (_c.c_uint32, [_c.c_void_p, _c.c_uint32, _c.c_uint32, _c.c_void_p, _c.POINTER(PiTransfer)], True),
     "__EcatPIASyncModeInit": (_c.c_uint32, [_c.POINTER(EcatPIAsyncState), _c.c_uint32, _c.c_uint32], True),
     "__EcatPIASyncDirectAccessModeInit": (_c.c_uint32, [_c.POINTER(EcatHandle)], True),
+    "__EcatPIASyncCycleAccessModeInit": (_c.c_uint32, [_c.POINTER(EcatHandle)], True),
+    "__EcatPIASyncManualAccessModeInit": (_c.c_uint32, [_c.POINTER(EcatHandle)], True),
+    "EcatPIASyncModeSet": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32], True),
+    "EcatPIASyncModeGet": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.POINTER(_c.c_uint32)], True),
+    "EcatPIASyncUpdateData": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32], True),
+    "EcatPIAsyncModeCycleCallbackHook": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_void_p, _Callback(EcatCycleCallback)], True),
+    "EcatPIInputWaitNotify": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32], True),
     "__EcatPIASyncModeReset": (_c.c_uint32, [_c.POINTER(EcatPIAsyncState)], True),
     "__EcatPIASyncModeDestroy": (_c.c_uint32, [_c.POINTER(EcatPIAsyncState)], True),
     "__EcatPIWaitSignal": (_c.c_uint32, [_c.POINTER(EcatHandle)], False),
     "__Ecat_PI_ASync_WakeupByInterrup": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32], False),
+    "__Ecat_PI_ASync_WakeupByCycleSign": (_c.c_uint32, [_c.POINTER(EcatHandle), _c.c_uint32], False),
     "cJSON_Version": (_c.c_char_p, [], False),
     "cJSON_InitHooks": (None, [_c.POINTER(cJSON_Hooks)], False),
     "cJSON_Parse": (_c.POINTER(cJSON), [_Text], False),

@@ -1,0 +1,24 @@
+// The wait for a channel's cycle interrupt. The driver has one wait for all handles of a process on
+// a channel: one thread does it, and tells the others.
+#pragma once
+
+#include "handle/ecat_handle.h"
+
+#include <cstdint>
+
+namespace tarn::pi {
+
+inline constexpr uint32_t kCycleWaitTimedOut = 258;
+
+// From now on the handle is told of cycles; those before do not count.
+void begin_cycle_wait(EcatHandle &handle) noexcept;
+
+// Waits at most 2 ms. Returns 0 when there was a cycle that the handle was not told of yet, 258 on
+// time-out, any other value when the driver failed.
+uint32_t wait_cycle_slice(EcatHandle &handle) noexcept;
+
+// For a loop that goes on after such a failure, which comes at once: at the priority of the
+// data-swap thread such a loop would stop the machine.
+void rest_after_failed_wait(uint32_t result) noexcept;
+
+} // namespace tarn::pi
