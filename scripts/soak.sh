@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# The long runs: rounds of open, start, stop and close (ROUNDS, default 20,000), and the tests of
+# The long runs: process images at 1 kHz (SECONDS_1KHZ, default ten minutes) and at 10 kHz
+# (SECONDS_10KHZ, default one minute), for both generations of the triple buffer with and without
+# logical mapping; rounds of open, start, stop and close (ROUNDS, default 20,000); the tests of
 # several processes over and over (REPEAT, default 50).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -7,6 +9,12 @@ bin=$PWD/build/linux/bin
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
+export TARN_SOAK_SECONDS=${SECONDS_1KHZ:-600} TARN_SOAK_FAST_SECONDS=${SECONDS_10KHZ:-60}
+for rate in OneKilohertz TenKilohertz; do
+    for kind in 0 1 2 3; do
+        "$bin/test-soak" --gtest_brief=1 --gtest_filter="$rate/*/$kind"
+    done
+done
 TARN_ROUNDS=${ROUNDS:-20000} "$bin/test-card" --gtest_filter=WholeBus.AThousandRoundsLeakNothing
 for ((i = 1; i <= ${REPEAT:-50}; i++)); do
     for test in OneProcessWritesAnotherReadsAndTheOtherChannelSeesNothing \

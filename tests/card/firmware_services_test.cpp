@@ -81,7 +81,7 @@ TEST(FirmwareMailbox, ReplyCarriesTheRequestsSequence) {
 TEST(FirmwareMailbox, UnknownCodesAreNotImplemented) {
     FirmwareBench bench;
     for (const uint16_t code :
-         Codes{0, 6, 8, 12, 13, 33, 44, 54, 83, 92, 97, 103, 127, 128, 65535}) {
+         Codes{0, 6, 8, 15, 16, 33, 44, 49, 54, 91, 97, 103, 127, 128, 65535}) {
         const Answer answer = bench.ask(code);
         EXPECT_EQ(answer.status, 32772U) << code;
         EXPECT_THAT(answer.payload, IsEmpty());
@@ -896,12 +896,14 @@ TEST(FirmwareBoard, ResetStopsBothBusesAndPublishesAgain) {
     EXPECT_EQ(u32(bench.request(1, true, 11)), 0U);
 }
 
-TEST(FirmwareBoard, DescribesEachChannelInOneLine) {
+TEST(FirmwareBoard, DescribesEachChannelAndMoreOfThoseWithABus) {
     FirmwareBench bench(quick());
     bench.start(small_eni(), 1);
     const std::string described = bench.firmware().describe();
-    EXPECT_EQ(std::count(described.begin(), described.end(), '\n'), 2);
+    EXPECT_EQ(std::count(described.begin(), described.end(), '\n'), 4);
     EXPECT_THAT(described, HasSubstr("channel 0: stopped, not configured"));
+    EXPECT_THAT(described, HasSubstr("\n  queues: input "));
+    EXPECT_THAT(described, HasSubstr("\n  watchdog: 0 slaves configured, disabled, stopped"));
     EXPECT_THAT(described, HasSubstr("channel 1: running, 3 of 3 slaves, state 8"));
 }
 

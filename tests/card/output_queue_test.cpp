@@ -152,4 +152,17 @@ TEST_F(OutputQueue, WithoutMappingTheCacheGoesAsItIs) {
     EXPECT_EQ(card().output_queue[0][0], 0x42);
 }
 
+TEST_F(OutputQueue, TheSizeIsWhatTheBusHasNotTakenYet) {
+    uint32_t count = 7;
+    EXPECT_EQ(EcatPIOutputQueueSize(handle_, &count), 0u);
+    EXPECT_EQ(count, 0u);
+    EcatPIOutputQueuePush(handle_, 0, 0);
+    EcatPIOutputQueuePush(handle_, 0, 0);
+    EXPECT_EQ(EcatPIOutputQueueSize(handle_, &count), 0u);
+    EXPECT_EQ(count, 2u);
+    set_counters(0xFFFFFFC0, 0x00000040);
+    EXPECT_EQ(EcatPIOutputQueueSize(handle_, &count), 0u);
+    EXPECT_EQ(count, 128u);
+}
+
 } // namespace

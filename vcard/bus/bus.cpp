@@ -2,47 +2,37 @@
 
 #include "base/card_memory.h"
 #include "vcard/bus/bits.h"
+#include "vcard/bus/esc.h"
+#include "vcard/bus/ethercat.h"
 #include "vcard/bus/simulation.h"
+#include "vcard/bus/topology.h"
 #include "vcard/bus/triple_buffer.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 
 namespace tarn::vcard {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr uint8_t kInit = 1;
-constexpr uint8_t kPreOp = 2;
-constexpr uint8_t kBoot = 3;
-constexpr uint8_t kSafeOp = 4;
-constexpr uint8_t kOp = 8;
-constexpr uint8_t kStateMask = 0x0F;
-constexpr uint8_t kErrorFlag = 0x10;
-
 // AL status codes
+constexpr uint16_t kMailboxCoe = 0x0043;
 constexpr uint16_t kBootstrapNotSupported = 0x0013;
 constexpr uint16_t kSyncManagerWatchdog = 0x001B;
 
-// DL status register: PDI operational, then per port link, loop and communication.
-constexpr uint32_t kPorts = 4;
-constexpr uint32_t kPdiOperational = 0x0001;
-constexpr uint32_t port_link(uint32_t port) {
-    return 0x0010U << port;
-}
-constexpr uint32_t port_loop_closed(uint32_t port) {
-    return 0x0100U << (2 * port);
-}
-constexpr uint32_t port_communication(uint32_t port) {
-    return 0x0200U << (2 * port);
-}
+// What of the library's table comes closest.
+constexpr uint32_t kBufferLimit = 32807;
+constexpr uint32_t kNoSignOfLife = 80003;
 
-constexpr uint32_t kNoSlave = ~0U;
+constexpr size_t kEscBytes = 0x10000;
 constexpr auto kAutoClearDelay = std::chrono::milliseconds(100);
 
 bool known_state(uint8_t state) {
@@ -65,17 +55,17 @@ struct Bus::State {
     struct Slave {
         uint8_t state = kInit; // with the error flag
         uint16_t al_status_code = 0;
-        uint32_t parent = kNoSlave;
-        std::array<uint32_t, kPorts - 1> children = {kNoSlave, kNoSlave, kNoSlave}; // ports 1..3
-        bool unplugged = false; // this slave itself
-        bool answers = true;    // neither it nor any slave before it is unplugged
+        bool answers = true; // as it was when the cables were last looked at
         Clock::time_point error_since;
+        bool command_failed = false; // a start command, and that is known already
     };
 
     explicit State(BusOptions given)
         : options(std::move(given)), area(*options.area),
           fast_outputs(&area.fast_output, area.fast_output_buffers, options.generation),
-          shadow_inputs(&area.shadow_input, area.shadow_input_buffers, options.generation) {}
+          shadow_inputs(&area.shadow_input, area.shadow_input_buffers, options.generation),
+          eeproms(options.eeproms ? options.eeproms : std::make_shared<EepromStore>()),
+          errors(options.utc_ns) {}
 
     void log(const std::string &line) const {
         if (options.log) {
@@ -89,14 +79,28 @@ struct Bus::State {
     void write_exchange(const Image &image);
     void step_all(uint8_t to);
     void set_state(uint32_t index, uint8_t to);
+    void climb(uint32_t index);
+    uint16_t run_commands(uint32_t index, Transition transition);
+    void log_notes();
+    void tell();
+    SlaveView view(uint32_t index);
     void raise_error(uint32_t index, uint8_t state, uint16_t code);
     void update_answers();
+    void observe(bool transition);
     void refresh();
+    void load_eeproms();
+    void take_al_control(uint32_t index, uint16_t control);
+    [[nodiscard]] EscSurroundings surroundings();
+    bool unplug(uint32_t index, std::optional<uint32_t> port);
+    bool repair(uint32_t index);
+    void wait_late(std::unique_lock<std::mutex> &lock);
     void clear_old_errors();
     void take_outputs();
     bool pop_output_queue();
     void push_input_queue(const Image &image);
-    void cycle();
+    void note_queue_restart(const char *queue);
+    void watch_host();
+    void cycle(Clock::time_point due);
     void run();
 
     BusOptions options;
@@ -111,19 +115,30 @@ struct Bus::State {
 
     bool configured = false;
     Network network;
+    const std::shared_ptr<EepromStore> eeproms;
+    EscMemories memories;
+    Topology topology;
+    ErrorList errors;
+    BusDiagnostics diagnostics{errors};
+    std::chrono::microseconds late_on_demand{0};
     std::vector<Slave> slaves;
+    std::vector<SlaveCondition> conditions; // what the diagnostics see
     std::vector<uint8_t> states; // what the simulation sees: no error flag, 0 when not answering
     std::optional<Simulation> simulation;
-    Image outputs;           // last image taken from the host
-    uint8_t output_flag = 0; // flag byte of the last queue entry
+    Image outputs; // last image taken from the host
+    OutputWatchdog watchdog;
     uint32_t output_queue_read = 0;
     uint32_t input_queue_write = 0;
-    uint64_t dropped_inputs = 0; // images that found the input queue full
+    bool input_queue_full = false; // when the last image came
+    PiStatus pi;                   // what is counted; the rest is filled in when asked for
     uint32_t exchange_sequence = 0;
     uint8_t master = kInit;
     uint8_t requested = kInit;
     bool auto_clear = false;
     uint64_t cycles = 0;
+    SlaveMailboxes mailboxes;
+    std::vector<std::string> notes;       // for the log, whose thread is not the cycle thread
+    std::atomic<bool> cycle_noted{false}; // there are notes that the cycle thread made
 };
 
 // ---- configuration ----------------------------------------------------------------------------
@@ -131,19 +146,22 @@ struct Bus::State {
 void Bus::State::link_slaves() {
     slaves.assign(network.slaves.size(), {});
     states.assign(network.slaves.size(), kInit);
-    for (uint32_t i = 1; i < slaves.size(); ++i) {
-        uint32_t parent = network.slaves[i].previous_port_slave;
-        if (parent >= i) {
-            parent = i - 1;
-        }
-        slaves[i].parent = parent;
-        for (uint32_t &child : slaves[parent].children) {
-            if (child == kNoSlave) {
-                child = i;
-                break;
-            }
+    conditions.assign(network.slaves.size(), {});
+    topology = Topology(network);
+    diagnostics.configure(network, topology);
+    load_eeproms();
+}
+
+// The slaves are powered up: what was written to their EEPROMs takes effect.
+void Bus::State::load_eeproms() {
+    for (uint32_t i = 0; i < network.slaves.size(); ++i) {
+        SlaveConfig &slave = network.slaves[i];
+        if (eeproms->written(i, slave)) {
+            const SiiImage image = eeproms->find(i, slave);
+            slave.alias = sii_valid(image) ? sii_alias(image) : uint16_t{0};
         }
     }
+    memories.power_up(network);
 }
 
 // Hosts search the slaves by their offsets; such a file works, but a look-up by offset may miss.
@@ -184,9 +202,9 @@ void Bus::State::empty_area() {
     card::store32(&area.output_queue_read, output_queue_read);
     input_queue_write = card::load32(&area.input_queue_read);
     card::store32(&area.input_queue_write, input_queue_write);
-    dropped_inputs = 0;
+    input_queue_full = false;
+    pi = {};
     outputs = {};
-    output_flag = 0;
     fast_outputs.skip();
     const Image empty;
     shadow_inputs.publish(empty.bytes, network.input_bytes);
@@ -197,6 +215,9 @@ void Bus::State::empty_area() {
 
 void Bus::State::raise_error(uint32_t index, uint8_t state, uint16_t code) {
     Slave &slave = slaves[index];
+    if (const auto now = static_cast<uint8_t>(slave.state & kStateMask); now < state) {
+        memories.change_state(index, now, state, *eeproms);
+    }
     slave.state = state | kErrorFlag;
     slave.al_status_code = code;
     slave.error_since = Clock::now();
@@ -217,8 +238,69 @@ void Bus::State::set_state(uint32_t index, uint8_t to) {
         raise_error(index, kInit, kBootstrapNotSupported);
         return;
     }
+    if (const uint16_t code = run_commands(index, {now, to}); code != 0 && to != kInit) {
+        raise_error(index, now, code);
+        return;
+    }
+    memories.change_state(index, now, to, *eeproms);
     slave.state = to;
     slave.al_status_code = 0;
+}
+
+SlaveView Bus::State::view(uint32_t index) {
+    return {index, slaves[index].state, network.slaves[index], *simulation};
+}
+
+// Start commands of a transition, run in the lower of its states, or in the other one when that is
+// INIT, which has no mailbox. Gives an AL
+// status code.
+uint16_t Bus::State::run_commands(uint32_t index, Transition transition) {
+    if (!network.slaves[index].mailbox || !network.slaves[index].mailbox_config.coe ||
+        transition.from == transition.to || transition.from == kBoot || transition.to == kBoot) {
+        return 0;
+    }
+    SlaveView slave = view(index);
+    const auto [lower, upper] = std::minmax(transition.from, transition.to);
+    slave.state = lower == kInit ? upper : lower;
+    bool &known = slaves[index].command_failed;
+    if (std::optional<std::string> trouble = mailboxes.run_commands(slave, transition)) {
+        if (!std::exchange(known, true)) {
+            notes.push_back(std::move(*trouble));
+        }
+        return kMailboxCoe;
+    }
+    known = false;
+    return transition == Transition{kPreOp, kSafeOp} ? mailboxes.check_process_data(index) : 0;
+}
+
+void Bus::State::log_notes() {
+    for (const std::string &note : std::exchange(notes, {})) {
+        log(note);
+    }
+}
+
+// The same for notes of the cycle thread, which does not wait for the log.
+void Bus::State::tell() {
+    std::vector<std::string> lines;
+    {
+        const std::scoped_lock lock(mutex);
+        cycle_noted = false;
+        lines.swap(notes);
+    }
+    for (const std::string &line : lines) {
+        log(line);
+    }
+}
+
+// Takes a slave's error away and brings it to the master's state, step by step.
+void Bus::State::climb(uint32_t index) {
+    Slave &slave = slaves[index];
+    slave.state &= kStateMask;
+    slave.al_status_code = 0;
+    const uint8_t target = master == kBoot ? kInit : master;
+    while (slave.answers && slave.state != target && (slave.state & kErrorFlag) == 0) {
+        set_state(index, next_state(slave.state, target));
+    }
 }
 
 void Bus::State::step_all(uint8_t to) {
@@ -226,18 +308,29 @@ void Bus::State::step_all(uint8_t to) {
         set_state(i, to);
     }
     master = to;
+    observe(true);
 }
 
 void Bus::State::update_answers() {
-    for (Slave &slave : slaves) {
+    for (uint32_t i = 0; i < slaves.size(); ++i) {
+        Slave &slave = slaves[i];
         const bool before = slave.answers;
-        slave.answers =
-            !slave.unplugged && (slave.parent == kNoSlave || slaves[slave.parent].answers);
+        slave.answers = topology.answers(i);
         if (slave.answers && !before) { // plugged in again: the master brings it to its own state
-            slave.state = master == kBoot ? kInit : master;
-            slave.al_status_code = 0;
+            slave.state = kInit;
+            memories.restart(i);
+            climb(i);
         }
     }
+}
+
+void Bus::State::observe(bool transition) {
+    for (size_t i = 0; i < slaves.size(); ++i) {
+        const Slave &slave = slaves[i];
+        conditions[i] =
+            slave.answers ? SlaveCondition{slave.state, slave.al_status_code} : SlaveCondition{};
+    }
+    diagnostics.observe(master, requested, conditions, transition);
 }
 
 // What follows from the slaves' states: the simulation's view and the card's ready bitmap.
@@ -255,6 +348,7 @@ void Bus::State::refresh() {
     for (uint32_t word = 0; word < kSlaveReadyWords; ++word) {
         card::store32(&options.slave_ready[word], ready[word]);
     }
+    observe(false);
 }
 
 void Bus::State::clear_old_errors() {
@@ -262,8 +356,8 @@ void Bus::State::clear_old_errors() {
     const Clock::time_point now = Clock::now();
     for (Slave &slave : slaves) {
         if ((slave.state & kErrorFlag) != 0 && now - slave.error_since >= kAutoClearDelay) {
-            slave.state = master;
-            slave.al_status_code = 0;
+            climb(static_cast<uint32_t>(&slave - slaves.data()));
+            cycle_noted = cycle_noted || !notes.empty();
             changed = true;
         }
     }
@@ -274,20 +368,31 @@ void Bus::State::clear_old_errors() {
 
 // ---- the cycle --------------------------------------------------------------------------------
 
+// No host counts like this: the queue begins anew where the host's counter stands.
+void Bus::State::note_queue_restart(const char *queue) {
+    ++pi.queue_restarts;
+    notes.push_back(std::string(queue) + " queue: impossible counters, begun anew");
+    cycle_noted = true;
+}
+
 bool Bus::State::pop_output_queue() {
     const uint32_t written = card::load32(&area.output_queue_write);
     const uint32_t level = written - output_queue_read;
     if (level == 0) {
         return false;
     }
-    if (level > kPiQueueEntries) { // no host counts like this: take up its count
+    if (level > kPiQueueEntries) {
         output_queue_read = written;
         card::store32(&area.output_queue_read, output_queue_read);
+        note_queue_restart("output");
         return false;
     }
     const uint8_t *entry = area.output_queue[output_queue_read % kPiQueueEntries];
     std::memcpy(outputs.bytes, entry, network.output_bytes);
-    output_flag = entry[kPiQueueFlagByte];
+    if (network.output_bytes <= kPiQueueFlagByte) {
+        pi.output_flag = entry[kPiQueueFlagByte];
+    }
+    ++pi.outputs_taken;
     card::store32(&area.output_queue_read, ++output_queue_read);
     return true;
 }
@@ -301,25 +406,77 @@ void Bus::State::take_outputs() {
 
 // A full queue keeps what it has: the host reads the oldest images first.
 void Bus::State::push_input_queue(const Image &image) {
-    if (input_queue_write - card::load32(&area.input_queue_read) >= kPiQueueEntries) {
-        ++dropped_inputs;
+    const uint32_t read = card::load32(&area.input_queue_read);
+    const uint32_t level = input_queue_write - read;
+    if (level > kPiQueueEntries) {
+        input_queue_write = read;
+        note_queue_restart("input");
+    }
+    const bool full = level == kPiQueueEntries;
+    if (full) {
+        ++pi.inputs_dropped;
+        if (!std::exchange(input_queue_full, full)) {
+            errors.add({VCARD_ERROR_QUEUE_FULL, kBufferLimit, VCARD_NO_SLAVE, 0xFFFF, 0,
+                        "input images found the queue full"});
+        }
         return;
     }
+    input_queue_full = false;
     std::memcpy(area.input_queue[input_queue_write % kPiQueueEntries], image.bytes,
                 network.input_bytes);
     card::store32(&area.input_queue_write, ++input_queue_write);
 }
 
-void Bus::State::cycle() {
+void Bus::State::watch_host() {
+    const auto event = watchdog.look(Clock::now(), card::load32(&area.access_counter));
+    if (event == OutputWatchdog::Event::None) {
+        return;
+    }
+    const OutputWatchdog::Status status = watchdog.status();
+    const std::string name = status.label.empty() ? "watchdog" : "watchdog " + status.label;
+    if (event == OutputWatchdog::Event::Released) {
+        notes.push_back(name + " fed again: the host's outputs count");
+    } else {
+        const std::string text = name + " expired after " + std::to_string(status.timeout_ms) +
+                                 " ms: safe data in " + std::to_string(status.slaves) +
+                                 (status.slaves == 1 ? " slave" : " slaves");
+        errors.add({VCARD_ERROR_WATCHDOG, kNoSignOfLife, VCARD_NO_SLAVE, 0xFFFF, 0, text});
+        notes.push_back(text);
+    }
+    cycle_noted = true;
+}
+
+// Slaves see nothing of a cycle whose frames are lost, and the host reads the inputs of before.
+void Bus::State::cycle(Clock::time_point due) {
     if (auto_clear) {
         clear_old_errors();
     }
     take_outputs();
-    simulation->step(outputs);
+    watch_host();
+    if (diagnostics.begin_cycle(due, Clock::now())) {
+        if (watchdog.expired()) {
+            Image safe = outputs;
+            watchdog.apply(safe);
+            simulation->step(safe);
+        } else {
+            simulation->step(outputs);
+        }
+    }
     shadow_inputs.publish(simulation->inputs().bytes, network.input_bytes);
     push_input_queue(simulation->inputs());
     write_exchange(simulation->outputs());
     ++cycles;
+}
+
+// The late cycle on demand.
+void Bus::State::wait_late(std::unique_lock<std::mutex> &lock) {
+    if (late_on_demand.count() == 0 || (master != kSafeOp && master != kOp)) {
+        return;
+    }
+    const auto time = std::exchange(late_on_demand, std::chrono::microseconds(0));
+    if (!wake.wait_for(lock, time, [this] { return stopping; })) {
+        diagnostics.note_late_cycle(time);
+    }
 }
 
 // Deadlines are absolute. Cycles that were missed are left out, not made up for.
@@ -328,18 +485,28 @@ void Bus::State::run() {
     const auto period = std::chrono::microseconds(network.cycle_us);
     Clock::time_point deadline = Clock::now() + period;
     while (!wake.wait_until(lock, deadline, [this] { return stopping; })) {
-        if (master == kSafeOp || master == kOp) {
-            cycle();
+        wait_late(lock);
+        if (stopping) {
+            return;
+        }
+        const bool exchanging = master == kSafeOp || master == kOp;
+        if (exchanging) {
+            cycle(deadline);
             if (options.cycle_interrupt) {
                 lock.unlock();
                 options.cycle_interrupt();
                 lock.lock();
             }
+        } else {
+            diagnostics.interrupt_cycles();
+            watchdog.rest();
         }
         deadline += period;
         const Clock::time_point now = Clock::now();
         if (now > deadline) {
-            deadline += (now - deadline) / period * period + period;
+            const auto missed = (now - deadline) / period + 1;
+            deadline += missed * period;
+            pi.cycles_left_out += exchanging ? static_cast<uint64_t>(missed) : 0;
         }
     }
 }
@@ -361,7 +528,9 @@ void Bus::configure(Network network) {
     s.cycles = 0;
     s.master = s.requested = kInit;
     s.link_slaves();
+    s.mailboxes.configure(s.network);
     s.simulation.emplace(s.network);
+    s.watchdog.configure(s.network);
     s.empty_area();
     s.refresh();
     s.log_order();
@@ -373,6 +542,7 @@ void Bus::start() {
         return;
     }
     s.stopping = false;
+    s.diagnostics.start(Clock::now());
     s.thread = std::thread([&s] { s.run(); });
 }
 
@@ -385,13 +555,20 @@ void Bus::stop() {
         }
         s.wake.notify_all();
         s.thread.join();
-        if (s.dropped_inputs != 0) {
-            s.log(std::to_string(s.dropped_inputs) + " input images found the queue full");
+        s.tell();
+        if (s.pi.inputs_dropped != 0) {
+            s.log(std::to_string(s.pi.inputs_dropped) + " input images found the queue full");
         }
     }
     const std::scoped_lock lock(s.mutex);
+    s.log_notes();
+    s.late_on_demand = std::chrono::microseconds(0);
+    s.watchdog.stop();
+    s.diagnostics.stop(Clock::now());
     s.master = s.requested = kInit;
     for (State::Slave &slave : s.slaves) {
+        s.memories.change_state(static_cast<uint32_t>(&slave - s.slaves.data()),
+                                slave.state & kStateMask, kInit, *s.eeproms);
         slave.state = kInit;
         slave.al_status_code = 0;
     }
@@ -404,9 +581,15 @@ void Bus::clear() {
     State &s = *state_;
     s.configured = false;
     s.simulation.reset();
+    s.watchdog.clear();
+    s.mailboxes.clear();
     s.network = {};
     s.slaves.clear();
+    s.conditions.clear();
     s.states.clear();
+    s.diagnostics.clear();
+    s.memories.clear();
+    s.topology = {};
     card::store32(&s.area.output_length, 0);
     card::store32(&s.area.input_length, 0);
 }
@@ -445,6 +628,7 @@ bool Bus::request_state(uint8_t state) {
         s.step_all(s.master == state ? state : next_state(s.master, state));
     } while (s.master != state);
     s.refresh();
+    s.log_notes();
     return true;
 }
 
@@ -470,13 +654,7 @@ Bus::SlaveStatus Bus::slave(uint32_t index) const {
     }
     status.state = slave.state;
     status.al_status_code = slave.al_status_code;
-    uint32_t dl = kPdiOperational;
-    for (uint32_t port = 0; port < kPorts; ++port) {
-        const uint32_t child = port == 0 ? kNoSlave : slave.children[port - 1];
-        const bool linked = port == 0 || (child != kNoSlave && s.slaves[child].answers);
-        dl |= linked ? port_link(port) | port_communication(port) : port_loop_closed(port);
-    }
-    status.dl_status = static_cast<uint16_t>(dl);
+    status.dl_status = s.topology.dl_status(index);
     return status;
 }
 
@@ -497,9 +675,9 @@ bool Bus::clear_slave_error(uint32_t index) {
     }
     State::Slave &slave = s.slaves[index];
     if ((slave.state & kErrorFlag) != 0) {
-        slave.state = s.master == kBoot ? kInit : s.master;
-        slave.al_status_code = 0;
+        s.climb(index);
         s.refresh();
+        s.log_notes();
     }
     return true;
 }
@@ -514,32 +692,224 @@ bool Bus::auto_clear() const {
     return state_->auto_clear;
 }
 
-bool Bus::fault(uint32_t index, const std::string &fault) {
+// ---- registers and EEPROM ---------------------------------------------------------------------
+
+EscSurroundings Bus::State::surroundings() {
+    return {network,
+            topology,
+            diagnostics,
+            *eeproms,
+            simulation->outputs(),
+            simulation->inputs(),
+            errors.time_ns()};
+}
+
+void Bus::State::take_al_control(uint32_t index, uint16_t control) {
+    Slave &slave = slaves[index];
+    const std::optional<AlAnswer> answer = answer_al_control(slave.state, control);
+    if (!answer) {
+        return;
+    }
+    slave.state &= kStateMask;
+    slave.al_status_code = 0;
+    if (answer->code != 0) {
+        raise_error(index, answer->state, answer->code);
+    } else {
+        set_state(index, answer->state);
+    }
+    refresh();
+}
+
+Bus::Access Bus::read_memory(uint32_t index, uint32_t address, std::span<uint8_t> data) {
+    const std::scoped_lock lock(state_->mutex);
+    State &s = *state_;
+    if (size_t{address} + data.size() > kEscBytes) {
+        return Access::OutOfRange;
+    }
+    if (!s.slaves[index].answers) {
+        return Access::NoAnswer;
+    }
+    const State::Slave &slave = s.slaves[index];
+    s.memories.at(index, slave.state & kStateMask, *s.eeproms)
+        .read(address, data, {slave.state, slave.al_status_code}, s.surroundings());
+    return Access::Done;
+}
+
+Bus::Access Bus::write_memory(uint32_t index, uint32_t address, std::span<const uint8_t> data) {
+    const std::scoped_lock lock(state_->mutex);
+    State &s = *state_;
+    if (size_t{address} + data.size() > kEscBytes) {
+        return Access::OutOfRange;
+    }
+    if (!s.slaves[index].answers) {
+        return Access::NoAnswer;
+    }
+    EscMemory &memory = s.memories.at(index, s.slaves[index].state & kStateMask, *s.eeproms);
+    if (const auto control = memory.write(address, data, s.surroundings())) {
+        s.take_al_control(index, *control);
+    }
+    s.log_notes();
+    return Access::Done;
+}
+
+Bus::Access Bus::read_eeprom(uint32_t index, uint32_t word, std::span<uint8_t> data) {
+    const std::scoped_lock lock(state_->mutex);
+    if (!state_->slaves[index].answers) {
+        return Access::NoAnswer;
+    }
+    const SiiImage image = state_->eeproms->find(index, state_->network.slaves[index]);
+    if (size_t{word} * 2 + data.size() > image.size()) {
+        return Access::OutOfRange;
+    }
+    std::copy_n(image.begin() + static_cast<ptrdiff_t>(word) * 2, data.size(), data.begin());
+    return Access::Done;
+}
+
+Bus::Access Bus::write_eeprom(uint32_t index, uint32_t word, std::span<const uint8_t> data) {
+    const std::scoped_lock lock(state_->mutex);
+    if (!state_->slaves[index].answers) {
+        return Access::NoAnswer;
+    }
+    const SlaveConfig &slave = state_->network.slaves[index];
+    SiiImage image = state_->eeproms->find(index, slave);
+    if (size_t{word} * 2 + data.size() > image.size()) {
+        return Access::OutOfRange;
+    }
+    if (!data.empty()) {
+        std::copy(data.begin(), data.end(), image.begin() + static_cast<ptrdiff_t>(word) * 2);
+        state_->eeproms->store(index, slave, std::move(image));
+    }
+    return Access::Done;
+}
+
+// ---- faults -----------------------------------------------------------------------------------
+
+bool Bus::State::unplug(uint32_t index, std::optional<uint32_t> port) {
+    if (!port) {
+        topology.unplug(index);
+        return true;
+    }
+    return topology.unplug(index, *port);
+}
+
+bool Bus::State::repair(uint32_t index) {
+    Slave &slave = slaves[index];
+    topology.plug_in(index);
+    mailboxes.end_faults(index);
+    if ((slave.state & kErrorFlag) != 0) {
+        climb(index);
+    }
+    return true;
+}
+
+namespace {
+
+constexpr std::pair<const char *, PortCounter> kPortFaults[] = {
+    {"crc-errors", PortCounter::Crc},
+    {"rx-errors", PortCounter::Rx},
+    {"forwarded-errors", PortCounter::Forwarded},
+};
+
+} // namespace
+
+bool Bus::fault(uint32_t index, const std::string &fault, const SlaveFaultArguments &arguments) {
     const std::scoped_lock lock(state_->mutex);
     State &s = *state_;
     if (index >= s.slaves.size()) {
         return false;
     }
-    State::Slave &slave = s.slaves[index];
+    for (const auto &[name, counter] : kPortFaults) {
+        if (fault == name) {
+            return s.diagnostics.add_port_errors(index, arguments.port.value_or(0), counter,
+                                                 arguments.number);
+        }
+    }
+    if (s.mailboxes.set_fault(index, fault)) {
+        return true;
+    }
+    bool done = false;
     if (fault == "unplug") {
-        slave.unplugged = true;
-    } else if (fault == "safeop-error") {
-        if (!slave.answers) {
-            return false;
-        }
-        s.raise_error(index, kSafeOp, kSyncManagerWatchdog);
+        done = s.unplug(index, arguments.port);
     } else if (fault == "none") {
-        slave.unplugged = false;
-        if ((slave.state & kErrorFlag) != 0) {
-            slave.state = s.master == kBoot ? kInit : s.master;
-            slave.al_status_code = 0;
-        }
+        done = s.repair(index);
+    } else if ((fault == "safeop-error" || fault == "al-status") && s.slaves[index].answers) {
+        s.raise_error(index, kSafeOp,
+                      fault == "al-status" ? static_cast<uint16_t>(arguments.number)
+                                           : kSyncManagerWatchdog);
+        done = true;
+    }
+    if (done) {
+        s.update_answers();
+        s.refresh();
+        s.log_notes();
+    }
+    return done;
+}
+
+bool Bus::bus_fault(const std::string &fault, uint32_t number) {
+    if (!running()) {
+        return false;
+    }
+    const std::scoped_lock lock(state_->mutex);
+    if (fault == "lose-frames") {
+        state_->diagnostics.lose_frames(number);
+    } else if (fault == "late-cycle") {
+        state_->late_on_demand = std::chrono::microseconds(number);
     } else {
         return false;
     }
-    s.update_answers();
-    s.refresh();
     return true;
+}
+
+uint32_t Bus::read_object(uint32_t index, const ObjectAddress &address,
+                          std::vector<uint8_t> &data) {
+    const std::scoped_lock lock(state_->mutex);
+    return state_->mailboxes.dictionary(index).read(address, state_->view(index), data);
+}
+
+uint32_t Bus::write_object(uint32_t index, const ObjectAddress &address,
+                           std::span<const uint8_t> data) {
+    const std::scoped_lock lock(state_->mutex);
+    SlaveView slave = state_->view(index);
+    return state_->mailboxes.dictionary(index).write(address, slave, data);
+}
+
+MailboxFaults Bus::mailbox_faults(uint32_t index) const {
+    const std::scoped_lock lock(state_->mutex);
+    return state_->mailboxes.faults(index);
+}
+
+void Bus::use_watchdog(const std::function<void(OutputWatchdog &)> &use) {
+    const std::scoped_lock lock(state_->mutex);
+    use(state_->watchdog);
+}
+
+void Bus::tell() {
+    if (state_->cycle_noted) {
+        state_->tell();
+    }
+}
+
+Bus::PiStatus Bus::pi_status() const {
+    const std::scoped_lock lock(state_->mutex);
+    const State &s = *state_;
+    PiStatus status = s.pi;
+    status.cycles = s.cycles;
+    status.input_queue =
+        std::min(s.input_queue_write - card::load32(&s.area.input_queue_read), kPiQueueEntries);
+    status.output_queue =
+        std::min(card::load32(&s.area.output_queue_write) - s.output_queue_read, kPiQueueEntries);
+    status.watchdog = s.watchdog.status();
+    return status;
+}
+
+void Bus::read_diagnostics(const std::function<void(const BusDiagnostics &)> &read) const {
+    const std::scoped_lock lock(state_->mutex);
+    read(state_->diagnostics);
+}
+
+ErrorList &Bus::errors() {
+    return state_->errors;
 }
 
 } // namespace tarn::vcard

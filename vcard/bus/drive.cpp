@@ -86,12 +86,20 @@ T rounded(double value) {
 
 } // namespace
 
-DriveFeedback Drive::step(const DriveCommand &command, double seconds) {
-    const double before = velocity_;
-    if (known_mode(command.mode) && command.mode != mode_) {
-        mode_ = command.mode;
+bool Drive::select(int8_t mode) {
+    if (!known_mode(mode)) {
+        return false;
+    }
+    if (mode != mode_) {
+        mode_ = mode;
         enter(state_);
     }
+    return true;
+}
+
+DriveFeedback Drive::step(const DriveCommand &command, double seconds) {
+    const double before = velocity_;
+    select(command.mode);
     obey(command.controlword);
     move(command, seconds);
     new_set_point_ = (command.controlword & kNewSetPoint) != 0;
@@ -134,7 +142,7 @@ void Drive::enter(DriveState state) {
 void Drive::move(const DriveCommand &command, double seconds) {
     mode_bits_ = 0;
     if (state_ != OperationEnabled) {
-        ramp(0, kBraking, seconds);
+        ramp(0, state_ == QuickStopActive ? profile_.quick_stop : kBraking, seconds);
         if (velocity_ == 0 && state_ == QuickStopActive) {
             enter(SwitchOnDisabled);
         } else if (velocity_ == 0 && state_ == FaultReactionActive) {
@@ -148,9 +156,11 @@ void Drive::move(const DriveCommand &command, double seconds) {
         move_profile_position(command, seconds);
         break;
     case kProfileVelocity: {
-        const double wanted =
-            halt ? 0 : std::clamp<double>(command.target_velocity, -kVelocityLimit, kVelocityLimit);
-        ramp(wanted, kAcceleration, seconds);
+        const double wanted = halt ? 0
+                                   : std::clamp<double>(command.target_velocity, -profile_.velocity,
+                                                        profile_.velocity);
+        const bool slower = std::abs(wanted) < std::abs(velocity_);
+        ramp(wanted, slower ? profile_.deceleration : profile_.acceleration, seconds);
         mode_bits_ = static_cast<uint16_t>((velocity_ == wanted ? kTargetReached : 0) |
                                            (velocity_ == 0 ? kModeBit12 : 0));
         break;
@@ -201,15 +211,15 @@ void Drive::start_set_point(const DriveCommand &command) {
 void Drive::move_profile_position(const DriveCommand &command, double seconds) {
     accept_set_point(command);
     if ((command.controlword & kHalt) != 0) {
-        ramp(0, kAcceleration, seconds);
+        ramp(0, profile_.deceleration, seconds);
         mode_bits_ = velocity_ == 0 ? kTargetReached : 0;
     } else if (moving_) {
         const double rest = set_point_ - position_;
         const double limit =
-            std::min(kVelocityLimit, std::sqrt(2 * kAcceleration * std::abs(rest)));
+            std::min(profile_.velocity, std::sqrt(2 * profile_.deceleration * std::abs(rest)));
         const double wanted = std::copysign(limit, rest);
         const bool slower = std::abs(wanted) < std::abs(velocity_);
-        ramp(wanted, slower ? kBraking : kAcceleration, seconds);
+        ramp(wanted, slower ? 4 * profile_.deceleration : profile_.acceleration, seconds);
         const double left = set_point_ - position_;
         const bool towards = (velocity_ > 0) == (rest > 0);
         if (towards && (std::abs(left) < 0.5 || (left > 0) != (rest > 0))) {
@@ -222,7 +232,7 @@ void Drive::move_profile_position(const DriveCommand &command, double seconds) {
             start_set_point(pending_command_);
         }
     } else {
-        ramp(0, kAcceleration, seconds);
+        ramp(0, profile_.deceleration, seconds);
     }
     if (!moving_) {
         mode_bits_ = kTargetReached;

@@ -40,11 +40,22 @@ struct DriveFeedback {
     int16_t torque = 0;
 };
 
+// What the profile modes keep to; increments per second and per square second.
+struct DriveProfile {
+    double velocity;
+    double acceleration;
+    double deceleration;
+    double quick_stop;
+};
+
+// Bits of the supported modes: profile position and velocity, cyclic position, velocity, torque.
+inline constexpr uint32_t kSupportedDriveModes = 0x0385;
+
 class Drive {
   public:
-    static constexpr double kVelocityLimit = 50'000;    // profile modes
-    static constexpr double kCyclicVelocityLimit = 1e6; // cyclic modes
-    static constexpr double kAcceleration = 200'000;
+    static constexpr double kVelocityLimit = 50'000;      // profile modes, at first
+    static constexpr double kCyclicVelocityLimit = 1e6;   // cyclic modes
+    static constexpr double kAcceleration = 200'000;      // the same
     static constexpr double kBraking = 4 * kAcceleration; // quick stop, power off, fault
 
     explicit Drive(int8_t mode = kCyclicPosition) : mode_(mode) {}
@@ -55,7 +66,13 @@ class Drive {
     // One cycle without valid outputs: an enabled drive brakes and goes into Fault.
     DriveFeedback step_without_outputs(double seconds);
 
+    // Goes over to a mode; false when the drive does not know it.
+    bool select(int8_t mode);
+
     [[nodiscard]] DriveState state() const { return state_; }
+    [[nodiscard]] int8_t mode() const { return mode_; }
+    [[nodiscard]] DriveProfile &profile() { return profile_; }
+    [[nodiscard]] const DriveProfile &profile() const { return profile_; }
 
   private:
     void obey(uint16_t controlword);
@@ -70,6 +87,7 @@ class Drive {
     [[nodiscard]] DriveFeedback feedback(const DriveCommand &command, double previous_velocity,
                                          double seconds) const;
 
+    DriveProfile profile_{kVelocityLimit, kAcceleration, kAcceleration, kBraking};
     DriveState state_ = DriveState::NotReadyToSwitchOn;
     int8_t mode_;
     bool fault_reset_ = false;   // controlword bit 7 in the last cycle

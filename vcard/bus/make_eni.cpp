@@ -72,6 +72,7 @@ struct Kind {
     Side outputs;
     Side inputs;
     bool drive = false;
+    bool mailbox = true; // simple digital slaves have none
 };
 
 constexpr Side channels(uint32_t count, const Entry &entry) {
@@ -83,16 +84,18 @@ constexpr Side objects(const Entry *entries, uint32_t count) {
 
 const Kind kKinds[] = {
     {{"coupler", "bus coupler without process data"}, 0x1000, {}, {}},
-    {{"di4", "4 digital inputs"}, 0x1104, {}, channels(1, kDigitalIn4)},
-    {{"di8", "8 digital inputs"}, 0x1108, {}, channels(1, kDigitalIn)},
-    {{"di16", "16 digital inputs"}, 0x1116, {}, channels(2, kDigitalIn)},
-    {{"do4", "4 digital outputs"}, 0x1204, channels(1, kDigitalOut4), {}},
-    {{"do8", "8 digital outputs"}, 0x1208, channels(1, kDigitalOut), {}},
-    {{"do16", "16 digital outputs"}, 0x1216, channels(2, kDigitalOut), {}},
+    {{"di4", "4 digital inputs"}, 0x1104, {}, channels(1, kDigitalIn4), false, false},
+    {{"di8", "8 digital inputs"}, 0x1108, {}, channels(1, kDigitalIn), false, false},
+    {{"di16", "16 digital inputs"}, 0x1116, {}, channels(2, kDigitalIn), false, false},
+    {{"do4", "4 digital outputs"}, 0x1204, channels(1, kDigitalOut4), {}, false, false},
+    {{"do8", "8 digital outputs"}, 0x1208, channels(1, kDigitalOut), {}, false, false},
+    {{"do16", "16 digital outputs"}, 0x1216, channels(2, kDigitalOut), {}, false, false},
     {{"dio8", "8 digital outputs, read back on 8 inputs"},
      0x1308,
      channels(1, kDigitalOut),
-     channels(1, kDigitalIn)},
+     channels(1, kDigitalIn),
+     false,
+     false},
     {{"dio16", "16 digital outputs, read back on 16 inputs"},
      0x1316,
      channels(2, kDigitalOut),
@@ -308,14 +311,21 @@ void append_process_data(std::string &out, const Slave &slave, bool compact) {
     out += "</ProcessData>\n";
 }
 
-void append_drive_services(std::string &out, uint32_t cycle_us) {
-    append(out,
-           "<Mailbox><Send><Start>4096</Start><Length>128</Length></Send>"
+void append_mailbox(std::string &out, bool drive) {
+    out += "<Mailbox><Send><Start>4096</Start><Length>128</Length></Send>"
            "<Recv><Start>4224</Start><Length>128</Length><PollTime>20</PollTime></Recv>"
-           "<Protocol>CoE</Protocol><CoE><InitCmds><InitCmd><Transition>PS</Transition>"
-           "<Comment>cyclic synchronous position</Comment><Timeout>3000</Timeout><Ccs>1</Ccs>"
-           "<Index>#x6060</Index><SubIndex>0</SubIndex><Data>08</Data></InitCmd></InitCmds></CoE>"
-           "</Mailbox>\n"
+           "<Protocol>CoE</Protocol><Protocol>FoE</Protocol>";
+    if (drive) {
+        out += "<CoE><InitCmds><InitCmd><Transition>PS</Transition>"
+               "<Comment>cyclic synchronous position</Comment><Timeout>3000</Timeout><Ccs>1</Ccs>"
+               "<Index>#x6060</Index><SubIndex>0</SubIndex><Data>08</Data></InitCmd></InitCmds>"
+               "</CoE>";
+    }
+    out += "</Mailbox>\n";
+}
+
+void append_dc(std::string &out, uint32_t cycle_us) {
+    append(out,
            "<DC><PotentialReferenceClock>1</PotentialReferenceClock>"
            "<ReferenceClock>0</ReferenceClock><CycleTime0>%u</CycleTime0>"
            "<CycleTime1>0</CycleTime1><ShiftTime>0</ShiftTime></DC>\n",
@@ -333,8 +343,11 @@ void append_slave(std::string &out, const Slave &slave, uint32_t index, uint32_t
            slave.kind->info.kind, index + 1, address, increment, kVendorId, slave.kind->product,
            kRevision);
     append_process_data(out, slave, compact);
+    if (slave.kind->mailbox) {
+        append_mailbox(out, slave.kind->drive);
+    }
     if (slave.kind->drive) {
-        append_drive_services(out, cycle_us);
+        append_dc(out, cycle_us);
     }
     if (!compact) {
         out += "<InitCmds>\n";

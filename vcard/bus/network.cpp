@@ -1,138 +1,26 @@
 #include "vcard/bus/network.h"
 
 #include "layout/card_memory_map.h"
+#include "vcard/bus/eni_reader.h"
+#include "vcard/bus/ethercat.h"
 
 #include <pugixml.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <optional>
 
 namespace tarn::vcard {
 namespace {
 
+using namespace eni;
 using pugi::xml_node;
-
-enum Status : uint32_t {
-    kXmlContainsErrors = 32774,
-    kVerificationErrors = 32811,
-    kArrayBoundsExceeded = 32827,
-    kOutsideProcessImage = 34058,
-};
 
 constexpr uint32_t kMaxSlaves = 4096;
 constexpr uint32_t kMinCycleUs = 62;
 constexpr uint32_t kMaxCycleUs = 1'000'000;
-
-// What ends the reading of a file; parse_eni() turns it into the verdict.
-struct Refusal {
-    EniVerdict verdict;
-};
-
-[[gnu::format(printf, 1, 2)]] std::string format(const char *text, ...) {
-    std::array<char, 512> line{};
-    va_list arguments;
-    va_start(arguments, text);
-    std::vsnprintf(line.data(), line.size(), text, arguments);
-    va_end(arguments);
-    return line.data();
-}
-
-[[noreturn]] void refuse(uint32_t status, std::string text) {
-    throw Refusal{{status, std::move(text)}};
-}
-
-// ---- text and numbers -------------------------------------------------------------------------
-
-// All text of an element in one line: CDATA sections and plain text joined, blanks at the ends
-// removed, each run of blanks and line ends in between made one blank.
-std::string text_of(xml_node node) {
-    std::string text;
-    bool gap = false;
-    for (xml_node part : node.children()) {
-        if (part.type() != pugi::node_pcdata && part.type() != pugi::node_cdata) {
-            continue;
-        }
-        for (const char *c = part.value(); *c != 0; ++c) {
-            if (std::isspace(static_cast<unsigned char>(*c)) != 0) {
-                gap = !text.empty();
-                continue;
-            }
-            if (gap) {
-                text += ' ';
-                gap = false;
-            }
-            text += *c;
-        }
-    }
-    return text;
-}
-
-// Decimal, #xHEX or 0xHEX, with or without a sign.
-std::optional<int64_t> parse_number(std::string_view text) {
-    const bool negative = !text.empty() && text.front() == '-';
-    if (negative || (!text.empty() && text.front() == '+')) {
-        text.remove_prefix(1);
-    }
-    int base = 10;
-    if (text.starts_with("#x") || text.starts_with("#X") || text.starts_with("0x") ||
-        text.starts_with("0X")) {
-        base = 16;
-        text.remove_prefix(2);
-    }
-    if (text.empty() || text.size() > 16) {
-        return std::nullopt;
-    }
-    int64_t value = 0;
-    for (const char c : text) {
-        const int digit = c >= '0' && c <= '9'   ? c - '0'
-                          : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                          : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                                 : 99;
-        if (digit >= base || value > (INT64_MAX - digit) / base) {
-            return std::nullopt;
-        }
-        value = value * base + digit;
-    }
-    return negative ? -value : value;
-}
-
-// The number in child `name` of `node`. Negative numbers stand for the same bits without a sign,
-// as some tools write revisions. `where` is the path of `node` for the message.
-uint32_t number(xml_node node, const char *name, const std::string &where, uint32_t absent) {
-    const xml_node child = node.child(name);
-    if (!child) {
-        return absent;
-    }
-    const std::string text = text_of(child);
-    const std::optional<int64_t> value = parse_number(text);
-    if (!value || *value > INT64_C(0xFFFFFFFF) || *value < INT64_C(-0x80000000)) {
-        refuse(kXmlContainsErrors,
-               format("%s/%s: \"%.60s\" is not a number", where.c_str(), name, text.c_str()));
-    }
-    return static_cast<uint32_t>(*value);
-}
-
-uint16_t number16(xml_node node, const char *name, const std::string &where, uint16_t absent) {
-    const uint32_t value = number(node, name, where, absent);
-    if (value > 0xFFFF && value < 0xFFFF8000) {
-        refuse(kXmlContainsErrors,
-               format("%s/%s: %u needs more than 16 bits", where.c_str(), name, value));
-    }
-    return static_cast<uint16_t>(value);
-}
-
-bool truth(const char *text) {
-    return std::strcmp(text, "1") == 0 || std::strcmp(text, "true") == 0;
-}
-
-std::string slave_path(size_t index) {
-    return "Config/Slave[" + std::to_string(index + 1) + "]";
-}
 
 // ---- process data -----------------------------------------------------------------------------
 
@@ -171,61 +59,6 @@ BitRun read_run(xml_node data, const char *name, const char *alias, const std::s
     return {static_cast<uint32_t>(begin), static_cast<uint32_t>(end - begin)};
 }
 
-// The elements Sm0, Sm1 and so on, by their numbers.
-std::vector<xml_node> sync_managers(xml_node data) {
-    const auto number_of = [](xml_node node) { return parse_number(node.name() + 2); };
-    std::vector<xml_node> managers;
-    for (xml_node node : data.children()) {
-        if (std::strncmp(node.name(), "Sm", 2) == 0 && number_of(node)) {
-            managers.push_back(node);
-        }
-    }
-    std::stable_sort(managers.begin(), managers.end(),
-                     [&](xml_node a, xml_node b) { return number_of(a) < number_of(b); });
-    return managers;
-}
-
-// The PDOs of one direction that are assigned to sync managers, in the order of the process data:
-// as the SmN elements list them, else by the PDOs' own Sm attributes, else all.
-std::vector<xml_node> assigned_pdos(xml_node data, const char *name, const std::string &where) {
-    std::vector<std::pair<uint32_t, xml_node>> known; // object index, PDO
-    for (xml_node pdo : data.children(name)) {
-        known.emplace_back(number(pdo, "Index", where + "/ProcessData/" + name, 0), pdo);
-    }
-    std::vector<xml_node> assigned;
-    if (known.empty()) {
-        return assigned;
-    }
-    for (xml_node manager : sync_managers(data)) {
-        for (xml_node listed : manager.children("Pdo")) {
-            const std::optional<int64_t> index = parse_number(text_of(listed));
-            const auto found = std::find_if(known.begin(), known.end(), [&](const auto &entry) {
-                return index && entry.first == *index;
-            });
-            if (found != known.end()) {
-                assigned.push_back(found->second);
-            }
-        }
-    }
-    if (!assigned.empty()) {
-        return assigned;
-    }
-    for (const auto &[index, pdo] : known) {
-        if (pdo.attribute("Sm")) {
-            assigned.push_back(pdo);
-        }
-    }
-    std::stable_sort(assigned.begin(), assigned.end(), [](xml_node a, xml_node b) {
-        return a.attribute("Sm").as_uint() < b.attribute("Sm").as_uint();
-    });
-    if (assigned.empty()) {
-        for (const auto &[index, pdo] : known) {
-            assigned.push_back(pdo);
-        }
-    }
-    return assigned;
-}
-
 std::vector<Entry> read_entries(xml_node data, const char *name, const BitRun &run,
                                 const std::string &where) {
     std::vector<Entry> entries;
@@ -251,34 +84,18 @@ std::vector<Entry> read_entries(xml_node data, const char *name, const BitRun &r
 
 using DriveMap = SlaveConfig::DriveMap;
 
-// The CiA 402 objects that the drive model knows. Files without PDOs name them in the variables of
-// the process image only; names are compared without blanks and in lower case.
-struct DriveObject {
-    uint32_t index;
-    bool output;
-    uint32_t bits;
-    uint32_t DriveMap::*offset;
-    const char *variable;
-};
-
-constexpr DriveObject kDriveObjects[] = {
-    {0x6040, true, 16, &DriveMap::controlword, "controlword"},
-    {0x6060, true, 8, &DriveMap::mode, "modeofoperation"},
-    {0x6060, true, 8, &DriveMap::mode, "modesofoperation"},
-    {0x607A, true, 32, &DriveMap::target_position, "targetposition"},
-    {0x60FF, true, 32, &DriveMap::target_velocity, "targetvelocity"},
-    {0x6071, true, 16, &DriveMap::target_torque, "targettorque"},
-    {0x6041, false, 16, &DriveMap::statusword, "statusword"},
-    {0x6061, false, 8, &DriveMap::mode_display, "modeofoperationdisplay"},
-    {0x6061, false, 8, &DriveMap::mode_display, "modesofoperationdisplay"},
-    {0x6064, false, 32, &DriveMap::actual_position, "positionactualvalue"},
-    {0x606C, false, 32, &DriveMap::actual_velocity, "velocityactualvalue"},
-    {0x6077, false, 16, &DriveMap::actual_torque, "torqueactualvalue"},
-};
+// In lower case and without blanks. Some tools say "mode of operation" instead of "modes".
+std::string plain_name(std::string name) {
+    std::erase(name, ' ');
+    std::transform(name.begin(), name.end(), name.begin(), [](char c) {
+        return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    });
+    return name.starts_with("modeof") ? name.insert(4, "s") : name;
+}
 
 void map_drive_objects(const std::vector<Entry> &entries, bool output, DriveMap &map) {
     for (const Entry &entry : entries) {
-        for (const DriveObject &object : kDriveObjects) {
+        for (const DriveObject &object : drive_objects()) {
             if (object.index == entry.index && object.output == output &&
                 object.bits == entry.bits && map.*object.offset == DriveMap::kUnmapped) {
                 map.*object.offset = entry.offset;
@@ -308,22 +125,21 @@ SlaveKind kind_of(const SlaveConfig &slave, const std::vector<Entry> &outputs,
                                                                             : SlaveKind::AnalogIo;
 }
 
-// Finds the objects of drives without PDOs by the names of the variables inside their runs.
+// Files without PDOs name the objects of drives in the variables of the process image only. Finds
+// them by the names of the variables inside their runs.
 void map_drive_variables(xml_node image, bool output, Network &network,
                          const std::vector<size_t> &undescribed) {
     for (xml_node variable : image.children("Variable")) {
         std::string name = text_of(variable.child("Name"));
         name.erase(0, name.rfind('.') + 1);
-        std::erase(name, ' ');
-        std::transform(name.begin(), name.end(), name.begin(), [](char c) {
-            return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        });
-        const auto object = std::find_if(
-            std::begin(kDriveObjects), std::end(kDriveObjects), [&](const DriveObject &known) {
-                return known.output == output && name == known.variable;
+        name = plain_name(std::move(name));
+        const auto objects = drive_objects();
+        const auto object =
+            std::find_if(objects.begin(), objects.end(), [&](const DriveObject &known) {
+                return known.output == output && name == plain_name(known.name);
             });
         const std::optional<int64_t> offset = parse_number(text_of(variable.child("BitOffs")));
-        if (object == std::end(kDriveObjects) || !offset) {
+        if (object == objects.end() || !offset) {
             continue;
         }
         for (const size_t index : undescribed) {
@@ -390,8 +206,6 @@ bool read_slave(xml_node node, Network &network) {
     const std::optional<int64_t> alias =
         parse_number(info.child("Identification").attribute("Value").value());
     slave.alias = static_cast<uint16_t>(alias.value_or(0));
-    slave.mailbox = !node.child("Mailbox").empty();
-    slave.dc = !node.child("DC").empty();
     slave.previous_port_slave = read_previous(node, network.slaves, where);
 
     const xml_node data = node.child("ProcessData");
@@ -402,6 +216,7 @@ bool read_slave(xml_node node, Network &network) {
     map_drive_objects(outputs, true, slave.drive);
     map_drive_objects(inputs, false, slave.drive);
     slave.kind = kind_of(slave, outputs, inputs);
+    read_services(node, slave, where);
     network.slaves.push_back(std::move(slave));
     return !outputs.empty() || !inputs.empty();
 }
@@ -426,6 +241,9 @@ void read_slaves(xml_node config, Network &network) {
         if (is_drive(network.slaves[index].drive)) {
             network.slaves[index].kind = SlaveKind::Drive;
         }
+    }
+    for (SlaveConfig &slave : network.slaves) {
+        describe_runs(slave);
     }
 }
 
@@ -471,6 +289,102 @@ uint32_t read_cycle(xml_node config) {
     return cycle == 0 ? 1000 : std::clamp(cycle, kMinCycleUs, kMaxCycleUs);
 }
 
+// What a logical command of the cyclic frames carries: bytes of the image of one direction.
+struct CyclicCommand {
+    bool outputs;
+    int64_t begin; // in the image
+    int64_t length;
+    int64_t address;
+};
+
+std::vector<CyclicCommand> read_cyclic_commands(xml_node config) {
+    std::vector<CyclicCommand> found;
+    for (xml_node cyclic : config.children("Cyclic")) {
+        for (xml_node frame : cyclic.children("Frame")) {
+            for (xml_node command : frame.children("Cmd")) {
+                const auto value = [&](const char *name) {
+                    return parse_number(text_of(command.child(name))).value_or(-1);
+                };
+                const int64_t code = value("Cmd");
+                if (code == kLogicalWrite || code == kLogicalReadWrite) {
+                    found.push_back(
+                        {true, value("OutputOffs"), value("DataLength"), value("Addr")});
+                }
+                if (code == kLogicalRead || code == kLogicalReadWrite) {
+                    found.push_back(
+                        {false, value("InputOffs"), value("DataLength"), value("Addr")});
+                }
+            }
+        }
+    }
+    return found;
+}
+
+// The logical address of a byte of the image when the commands' data lie `shift` bytes behind where
+// they say.
+std::optional<uint32_t> logical_address(const std::vector<CyclicCommand> &commands, bool outputs,
+                                        int64_t byte, int64_t shift) {
+    for (const CyclicCommand &command : commands) {
+        const int64_t begin = command.begin + shift;
+        if (command.outputs == outputs && command.begin >= 0 && begin <= byte &&
+            byte - begin < command.length && command.address >= 0 &&
+            command.address <= UINT32_MAX) {
+            return static_cast<uint32_t>(command.address + byte - begin);
+        }
+    }
+    return std::nullopt;
+}
+
+// Tools count a command's place in the image to its data or to its header; some count the bits of
+// the slaves from the first data. The shift is the one with which commands carry all runs.
+std::optional<int64_t> find_shift(const std::vector<CyclicCommand> &commands, bool outputs,
+                                  const std::vector<SlaveConfig> &slaves) {
+    constexpr int64_t kHeader = 10;
+    int64_t first = 0;
+    for (const CyclicCommand &command : commands) {
+        if (command.outputs == outputs && command.begin >= 0) {
+            first = first == 0 ? command.begin : std::min(first, command.begin);
+        }
+    }
+    for (const int64_t shift : {int64_t{0}, kHeader, -first}) {
+        const bool fits = std::all_of(slaves.begin(), slaves.end(), [&](const SlaveConfig &slave) {
+            const BitRun &run = outputs ? slave.outputs : slave.inputs;
+            const auto carried = [&](uint32_t bit) {
+                return logical_address(commands, outputs, bit / 8, shift).has_value();
+            };
+            return run.length == 0 || (carried(run.offset) && carried(run.offset + run.length - 1));
+        });
+        if (fits) {
+            return shift;
+        }
+    }
+    return std::nullopt;
+}
+
+void read_logical_addresses(xml_node config, Network &network) {
+    const std::vector<CyclicCommand> commands = read_cyclic_commands(config);
+    for (const bool outputs : {true, false}) {
+        const std::optional<int64_t> shift = find_shift(commands, outputs, network.slaves);
+        for (SlaveConfig &slave : network.slaves) {
+            const BitRun &run = outputs ? slave.outputs : slave.inputs;
+            if (shift && run.length != 0) {
+                (outputs ? slave.output_address : slave.input_address) =
+                    logical_address(commands, outputs, run.offset / 8, *shift);
+            }
+        }
+    }
+}
+
+// The cyclic frames of all tasks; a file without any still exchanges data.
+uint32_t count_frames(xml_node config) {
+    size_t frames = 0;
+    for (xml_node cyclic : config.children("Cyclic")) {
+        const auto found = cyclic.children("Frame");
+        frames += static_cast<size_t>(std::distance(found.begin(), found.end()));
+    }
+    return static_cast<uint32_t>(std::clamp<size_t>(frames, 1, 0xFFFF));
+}
+
 // Files that misspell the name of the encoding are Latin-1 all the same.
 pugi::xml_encoding encoding_of(std::string_view xml) {
     const std::string_view head = xml.substr(0, 200);
@@ -514,6 +428,8 @@ void read(std::string_view xml, Network &network) {
     network.output_bytes = read_image(image, "Outputs", &SlaveConfig::outputs, "Send", network);
     network.input_bytes = read_image(image, "Inputs", &SlaveConfig::inputs, "Recv", network);
     network.cycle_us = read_cycle(config);
+    network.frames_per_cycle = count_frames(config);
+    read_logical_addresses(config, network);
     network.crc =
         document.find_node([](xml_node node) { return std::strcmp(node.name(), "CRC") == 0; })
             .child_value();

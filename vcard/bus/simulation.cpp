@@ -1,20 +1,16 @@
 #include "vcard/bus/simulation.h"
 
+#include "vcard/bus/ethercat.h"
+
 #include <cmath>
 #include <map>
 
 namespace tarn::vcard {
 namespace {
 
-constexpr uint8_t kSafeOp = 4;
-constexpr uint8_t kOp = 8;
 constexpr uint32_t kChannelBits = 16; // analogue channels
 
 using DriveMap = SlaveConfig::DriveMap;
-
-uint32_t get_mapped(const Image &image, const BitRun &run, uint32_t offset, uint32_t bits) {
-    return offset == DriveMap::kUnmapped ? 0 : get_bits(image, run.offset + offset, bits);
-}
 
 void set_mapped(Image &image, const BitRun &run, uint32_t offset, uint32_t bits, uint32_t value) {
     if (offset != DriveMap::kUnmapped) {
@@ -37,7 +33,7 @@ Simulation::Simulation(const Network &network)
     for (uint32_t i = 0; i < network.slaves.size(); ++i) {
         const SlaveConfig &slave = network.slaves[i];
         if (slave.kind == SlaveKind::Drive) {
-            drives_.push_back({i, Drive(first_mode(slave.drive))});
+            drives_.push_back({i, Drive(first_mode(slave.drive)), {}, {}, {}});
         }
     }
     find_sources();
@@ -117,6 +113,13 @@ void Simulation::step(const Image &outputs) {
     }
 }
 
+Simulation::DriveSlave *Simulation::drive(uint32_t slave) {
+    const auto found =
+        std::lower_bound(drives_.begin(), drives_.end(), slave,
+                         [](const DriveSlave &drive, uint32_t at) { return drive.slave < at; });
+    return found != drives_.end() && found->slave == slave ? &*found : nullptr;
+}
+
 // Digital inputs count up ten times a second; analogue ones swing, each channel with a phase of its
 // own.
 void Simulation::step_moving(const Moving &moving) {
@@ -139,21 +142,25 @@ void Simulation::step_drive(DriveSlave &drive) {
     }
     const SlaveConfig &config = network_.slaves[drive.slave];
     const DriveMap &map = config.drive;
-    DriveFeedback feedback;
     if (state == kOp) {
-        const auto output = [&](uint32_t offset, uint32_t bits) {
-            return get_mapped(outputs_, config.outputs, offset, bits);
+        const auto output = [&](uint32_t offset, uint32_t bits, auto &value) {
+            if (offset != DriveMap::kUnmapped) {
+                value = static_cast<std::remove_reference_t<decltype(value)>>(
+                    get_bits(outputs_, config.outputs.offset + offset, bits));
+            }
         };
-        DriveCommand command;
-        command.controlword = static_cast<uint16_t>(output(map.controlword, 16));
-        command.mode = static_cast<int8_t>(output(map.mode, 8));
-        command.target_position = static_cast<int32_t>(output(map.target_position, 32));
-        command.target_velocity = static_cast<int32_t>(output(map.target_velocity, 32));
-        command.target_torque = static_cast<int16_t>(output(map.target_torque, 16));
-        feedback = drive.drive.step(command, seconds_);
+        DriveCommand &command = drive.command;
+        command = drive.settings;
+        output(map.controlword, 16, command.controlword);
+        output(map.mode, 8, command.mode);
+        output(map.target_position, 32, command.target_position);
+        output(map.target_velocity, 32, command.target_velocity);
+        output(map.target_torque, 16, command.target_torque);
+        drive.feedback = drive.drive.step(command, seconds_);
     } else {
-        feedback = drive.drive.step_without_outputs(seconds_);
+        drive.feedback = drive.drive.step_without_outputs(seconds_);
     }
+    const DriveFeedback &feedback = drive.feedback;
     const auto input = [&](uint32_t offset, uint32_t bits, int32_t value) {
         set_mapped(inputs_, config.inputs, offset, bits, static_cast<uint32_t>(value));
     };

@@ -12,6 +12,14 @@ namespace tarn::vcard {
 
 class Simulation {
   public:
+    struct DriveSlave {
+        uint32_t slave;
+        Drive drive;
+        DriveCommand settings;  // set by services: counts for what is not mapped
+        DriveCommand command;   // of the last cycle in OP
+        DriveFeedback feedback; // of the last cycle
+    };
+
     // Keeps a reference to the network.
     explicit Simulation(const Network &network);
 
@@ -27,6 +35,9 @@ class Simulation {
     [[nodiscard]] const Image &outputs() const { return outputs_; }
     [[nodiscard]] const Image &inputs() const { return inputs_; }
 
+    // Null for slaves that are no drives.
+    [[nodiscard]] DriveSlave *drive(uint32_t slave);
+
   private:
     struct Copy {
         uint32_t to;
@@ -40,11 +51,6 @@ class Simulation {
         uint32_t offset;
         uint32_t length;
     };
-    struct DriveSlave {
-        uint32_t slave;
-        Drive drive;
-    };
-
     static void add_copy(std::vector<Copy> &copies, Copy copy);
     void find_sources();
     void add_inputs(uint32_t slave);

@@ -7,18 +7,6 @@
 
 namespace tarn::vcard {
 
-RingPort::Ring::Ring(uint8_t *area, const RingDescriptor &place)
-    : read(area + place.pointers), write(area + place.pointers + 4), slots(area + place.slots),
-      slot_size(place.slot_size), mask(place.mask) {}
-
-uint8_t *RingPort::Ring::slot(uint32_t counter) const {
-    return slots + size_t{counter & mask} * slot_size;
-}
-
-uint32_t RingPort::Ring::filled() const {
-    return card::load32(write) - card::load32(read);
-}
-
 RingPort::RingPort(uint8_t *area, const MailboxPlace &place)
     : requests_(area, place.requests), replies_(area, place.replies) {}
 
@@ -57,7 +45,7 @@ bool RingPort::has_room() const {
 }
 
 void RingPort::put(const ReplySlot &reply) {
-    if (replies_.filled() > replies_.mask + 1) {
+    if (replies_.impossible()) {
         card::store32(replies_.write, card::load32(replies_.read));
     }
     const uint32_t write = card::load32(replies_.write);

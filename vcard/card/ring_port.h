@@ -3,6 +3,7 @@
 #pragma once
 
 #include "vcard/card/card_layout.h"
+#include "vcard/card/slot_ring.h"
 
 #include <cstdint>
 #include <span>
@@ -43,20 +44,8 @@ class RingPort {
     [[nodiscard]] uint32_t slots() const { return replies_.mask + 1; }
 
   private:
-    struct Ring {
-        uint8_t *read;
-        uint8_t *write;
-        uint8_t *slots;
-        uint32_t slot_size;
-        uint32_t mask;
-
-        Ring(uint8_t *area, const RingDescriptor &place);
-        [[nodiscard]] uint8_t *slot(uint32_t counter) const;
-        [[nodiscard]] uint32_t filled() const; // more than mask + 1: impossible counters
-    };
-
-    Ring requests_;
-    Ring replies_;
+    SlotRing requests_;
+    SlotRing replies_;
 };
 
 } // namespace tarn::vcard

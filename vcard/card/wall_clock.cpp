@@ -30,6 +30,13 @@ void WallClock::forget() {
     offset_s_ = 0;
 }
 
+uint64_t WallClock::utc_ns(Time now) const {
+    using namespace std::chrono;
+    const std::lock_guard lock(mutex_);
+    const auto since = duration_cast<nanoseconds>(now - taken_).count();
+    return utc_ns_ == 0 ? 0 : utc_ns_ + static_cast<uint64_t>(since);
+}
+
 std::string WallClock::text(Time now) const {
     using namespace std::chrono;
     const std::lock_guard lock(mutex_);

@@ -23,6 +23,10 @@ class WallClock {
     // any thread.
     [[nodiscard]] std::string text(Time now) const;
 
+    // Time since 1970 without the offset, 0 while the host has not set it. Callable from any
+    // thread.
+    [[nodiscard]] uint64_t utc_ns(Time now) const;
+
   private:
     mutable std::mutex mutex_;
     uint64_t utc_ns_ = 0; // since 1970, of the words; 0: not set

@@ -127,6 +127,7 @@ Verdict BusControl::give_up(uint32_t status, std::string reason) {
     }
     bus_.clear();
     phase_ = Phase::Stopped;
+    bus_.errors().add({VCARD_ERROR_CONFIGURATION, status, VCARD_NO_SLAVE, 0xFFFF, 0, reason});
     return {status, std::move(reason)};
 }
 

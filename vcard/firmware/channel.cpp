@@ -12,7 +12,9 @@ namespace {
 
 constexpr unsigned kInterruptsPerChannel = 4;
 constexpr unsigned kCycleInterrupt = 2;
+constexpr unsigned kSocketInterrupt = 3;
 constexpr size_t kSeenBytes = 256;
+constexpr size_t kMostPending = 64; // replies that wait for their slaves
 
 std::optional<Reply> check(const Service &service, const Bus &bus, const Request &request) {
     if (service.request_length != kAnyLength && request.payload.size() != service.request_length) {
@@ -39,13 +41,21 @@ std::optional<Reply> check(const Service &service, const Bus &bus, const Request
 
 Channel::Channel(ChannelOptions options)
     : options_(std::move(options)),
-      control_(bus_options()), mailboxes_{make_mailbox(true), make_mailbox(false)} {}
+      control_(bus_options()), mailboxes_{make_mailbox(true), make_mailbox(false)},
+      socket_(make_socket()) {}
 
 Mailbox Channel::make_mailbox(bool primary) {
     const unsigned interrupt = options_.number * kInterruptsPerChannel + (primary ? 0U : 1U);
     const MailboxPlace &place = primary ? options_.layout->primary() : options_.layout->secondary();
     return {primary, RingPort(options_.area, place), *options_.files, *options_.faults,
             [this, interrupt] { options_.interrupt(interrupt); }};
+}
+
+SocketChannel Channel::make_socket() {
+    const unsigned interrupt = options_.number * kInterruptsPerChannel + kSocketInterrupt;
+    return {SocketPort(options_.area, options_.layout->socket()), *options_.faults,
+            [this, interrupt] { options_.interrupt(interrupt); },
+            [this](const std::string &line) { log(line); }};
 }
 
 BusControlOptions Channel::bus_options() const {
@@ -55,11 +65,14 @@ BusControlOptions Channel::bus_options() const {
     control.bus.generation = options_.config->generation;
     // Runs on the cycle thread.
     control.bus.cycle_interrupt = [this] {
-        if (!options_.faults->no_interrupts) {
+        if (!options_.faults->no_interrupts &&
+            !take_fault(options_.faults->lose_cycle_interrupts)) {
             options_.interrupt(options_.number * kInterruptsPerChannel + kCycleInterrupt);
         }
     };
     control.bus.log = [this](const std::string &line) { log(line); };
+    control.bus.utc_ns = options_.utc_ns;
+    control.bus.eeproms = options_.eeproms;
     control.start_ms = options_.config->start_ms;
     control.present = options_.present;
     return control;
@@ -69,9 +82,12 @@ bool Channel::serve(Clock::time_point now) {
     now_ = now;
     bool worked = serve_stop_word();
     worked = serve_start() || worked;
+    worked = serve_later() || worked;
     for (Mailbox &mailbox : mailboxes_) {
         worked = serve_mailbox(mailbox) || worked;
     }
+    worked = socket_.serve() || worked;
+    control_.bus().tell();
     return worked;
 }
 
@@ -95,7 +111,49 @@ bool Channel::serve_start() {
     return true;
 }
 
+std::optional<Reply> Channel::reply_later(Later later) {
+    if (std::optional<Reply> reply = later(now_)) {
+        return reply;
+    }
+    if (pending_replies_.size() == kMostPending) {
+        return Reply::refused(status::kBusy, std::to_string(kMostPending) + " services wait");
+    }
+    pending_replies_.push_back({current_, slot_.code, slot_.sequence, std::move(later)});
+    return std::nullopt;
+}
+
+bool Channel::serve_later() {
+    bool worked = false;
+    for (size_t i = 0; i < pending_replies_.size();) {
+        PendingReply &pending = pending_replies_[i];
+        if (std::optional<Reply> reply = pending.later(now_)) {
+            answer(*pending.mailbox, pending.code, pending.sequence, std::move(*reply));
+            pending_replies_.erase(pending_replies_.begin() + static_cast<std::ptrdiff_t>(i));
+            worked = true;
+        } else {
+            ++i;
+        }
+    }
+    return worked;
+}
+
+void Channel::abort_later(Command command) {
+    abort_replies(command);
+}
+
+void Channel::abort_replies(std::optional<Command> command) {
+    std::erase_if(pending_replies_, [&](const PendingReply &pending) {
+        if (command && pending.code != static_cast<uint16_t>(*command)) {
+            return false;
+        }
+        answer(*pending.mailbox, pending.code, pending.sequence,
+               Reply::refused(status::kAborted, "the service was ended"));
+        return true;
+    });
+}
+
 void Channel::stop_bus() {
+    abort_replies(std::nullopt);
     if (std::optional<Verdict> verdict = control_.stop()) {
         end_start(std::move(*verdict));
     }
@@ -107,6 +165,7 @@ void Channel::shut_down(Clock::time_point now) {
     for (Mailbox &mailbox : mailboxes_) {
         mailbox.flush(now);
     }
+    socket_.flush();
 }
 
 std::optional<Reply> Channel::start_bus() {
@@ -126,7 +185,7 @@ void Channel::end_start(Verdict verdict) {
 
 bool Channel::serve_mailbox(Mailbox &mailbox) {
     bool worked = mailbox.flush(now_);
-    // While a reply waits, requests do too: no request may overtake and none may pile up here.
+    // While a reply waits for its slot, requests do too: none may overtake or pile up here.
     for (uint32_t round = 0; round < mailbox.port().slots() && !mailbox.busy(); ++round) {
         if (options_.faults->stop_draining) {
             break;
@@ -202,9 +261,37 @@ void Channel::answer(Mailbox &mailbox, uint16_t code, uint16_t sequence, Reply r
     mailbox.answer(code, sequence, std::move(reply), now_);
 }
 
+namespace {
+
+std::string describe_queues(const Bus::PiStatus &pi) {
+    return "queues: input " + std::to_string(pi.input_queue) + " of " +
+           std::to_string(kPiQueueEntries) + ", " + std::to_string(pi.inputs_dropped) +
+           " dropped, output " + std::to_string(pi.output_queue) + " of " +
+           std::to_string(kPiQueueEntries) + ", " + std::to_string(pi.outputs_taken) +
+           " taken, last flag " + std::to_string(pi.output_flag) + ", restarts " +
+           std::to_string(pi.queue_restarts) + ", cycles left out " +
+           std::to_string(pi.cycles_left_out);
+}
+
+std::string describe_watchdog(const OutputWatchdog::Status &status) {
+    std::string text = "watchdog: " + std::to_string(status.slaves) + " slaves configured, " +
+                       (status.enabled ? "enabled" : "disabled") + ", ";
+    if (status.started) {
+        text += "started with " + std::to_string(status.timeout_ms) + " ms" +
+                (status.label.empty() ? "" : " \"" + status.label + "\"");
+    } else {
+        text += "stopped";
+    }
+    return text + (status.expired ? ", EXPIRED" : "") + ", expired " +
+           std::to_string(status.expiries) + " times";
+}
+
+} // namespace
+
 std::string Channel::describe() const {
     static constexpr const char *kTexts[] = {"stopped", "starting", "running", "fault"};
     const Bus &bus = control_.bus();
+    const Bus::PiStatus pi = bus.pi_status();
     std::string text =
         "channel " + std::to_string(options_.number) + ": " + kTexts[control_.status()] + ", ";
     if (bus.configured()) {
@@ -216,9 +303,13 @@ std::string Channel::describe() const {
     } else {
         text += "not configured";
     }
-    return text + ", auto clear " + std::to_string(settings_.auto_clear) +
-           ", ready-lost time-out " + std::to_string(settings_.ready_lost_timeout) +
-           ", time-out trigger " + std::to_string(settings_.timeout_trigger);
+    text += ", auto clear " + std::to_string(settings_.auto_clear) + ", ready-lost time-out " +
+            std::to_string(settings_.ready_lost_timeout) + ", time-out trigger " +
+            std::to_string(settings_.timeout_trigger);
+    if (bus.configured()) {
+        text += "\n  " + describe_queues(pi) + "\n  " + describe_watchdog(pi.watchdog);
+    }
+    return socket_.used() ? text + "\n  " + socket_.describe() : text;
 }
 
 void Channel::log(const std::string &line) const {

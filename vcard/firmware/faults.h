@@ -22,6 +22,7 @@ struct Faults {
     std::atomic<bool> stop_draining{false};    // leave requests in the rings
     std::atomic<uint32_t> stop_after{0};       // turn stop_draining on after this many requests
     std::atomic<bool> no_interrupts{false};    // raise no interrupt
+    std::atomic<uint32_t> lose_cycle_interrupts{0}; // raise none for this many cycles
 };
 
 } // namespace tarn::vcard

@@ -11,15 +11,19 @@ std::shared_ptr<const FileContent> FileStore::find(const std::string &name) cons
 }
 
 bool FileStore::put(const std::string &name, FileContent content) {
+    return put(name, std::make_shared<const FileContent>(std::move(content)));
+}
+
+bool FileStore::put(const std::string &name, std::shared_ptr<const FileContent> content) {
     files_.erase(name);
-    size_t total = content.size();
+    size_t total = content->size();
     for (const auto &[other, file] : files_) {
         total += file->size();
     }
     if (files_.size() >= kMaxFiles || total > kMaxTotalSize) {
         return false;
     }
-    files_[name] = std::make_shared<const FileContent>(std::move(content));
+    files_[name] = std::move(content);
     return true;
 }
 

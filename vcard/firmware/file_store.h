@@ -22,6 +22,7 @@ class FileStore {
     [[nodiscard]] std::shared_ptr<const FileContent> find(const std::string &name) const;
     // False when the store is full.
     bool put(const std::string &name, FileContent content);
+    bool put(const std::string &name, std::shared_ptr<const FileContent> content);
     void remove(const std::string &name);
 
   private:

@@ -136,6 +136,9 @@ struct Firmware::State {
     // Guards all below: serve() has one caller, but the control command comes from other threads.
     mutable std::mutex mutex;
     std::array<FileStore, 2> files; // per channel; they outlive resets
+    std::array<std::shared_ptr<EepromStore>, 2> eeproms = {std::make_shared<EepromStore>(),
+                                                           std::make_shared<EepromStore>()};
+    std::array<SlaveFiles, 2> slave_files;
     Board board;
     BoardIo io;
     Heartbeat heartbeat;
@@ -186,8 +189,11 @@ ChannelOptions Firmware::State::channel_options(uint32_t number) {
     options.log = log;
     options.faults = &faults;
     options.files = &files[number];
+    options.slave_files = &slave_files[number];
+    options.eeproms = eeproms[number];
     options.board = &board;
     options.present = present;
+    options.utc_ns = [this] { return wall_clock.utc_ns(now()); };
     options.seen = [this](SeenRequest request) { seen.add(std::move(request)); };
     return options;
 }
@@ -298,14 +304,30 @@ void Firmware::clear_seen() {
     state_->seen.clear();
 }
 
-bool Firmware::slave_fault(uint32_t channel, uint32_t slave, const std::string &fault) {
+bool Firmware::slave_fault(uint32_t channel, uint32_t slave, const std::string &fault,
+                           const SlaveFaultArguments &arguments) {
     const std::lock_guard lock(state_->mutex);
     if (channel >= state_->channels.size()) {
         return false;
     }
     BusControl &control = state_->channels[channel]->control();
     return control.running() && slave < control.bus().network().slaves.size() &&
-           control.bus().fault(slave, fault);
+           control.bus().fault(slave, fault, arguments);
+}
+
+bool Firmware::bus_fault(uint32_t channel, const std::string &fault, uint32_t number) {
+    const std::lock_guard lock(state_->mutex);
+    if (channel >= state_->channels.size()) {
+        return false;
+    }
+    BusControl &control = state_->channels[channel]->control();
+    return control.running() && control.bus().bus_fault(fault, number);
+}
+
+Bus::PiStatus Firmware::pi_status(uint32_t channel) const {
+    const std::lock_guard lock(state_->mutex);
+    return channel < state_->channels.size() ? state_->channels[channel]->bus().pi_status()
+                                             : Bus::PiStatus{};
 }
 
 void Firmware::wire(const std::string &wires) {

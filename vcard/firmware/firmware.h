@@ -3,6 +3,8 @@
 // thread that calls serve().
 #pragma once
 
+#include "vcard/bus/bus.h"
+#include "vcard/bus/slave_fault.h"
 #include "vcard/card/config.h"
 #include "vcard/card/memory.h"
 #include "vcard/firmware/faults.h"
@@ -53,9 +55,14 @@ class Firmware {
     std::vector<SeenRequest> seen() const;
     void clear_seen();
 
-    // A fault of one slave of a running bus: "unplug", "safeop-error" or "none". False when there
-    // is no such slave or fault.
-    bool slave_fault(uint32_t channel, uint32_t slave, const std::string &fault);
+    // A fault of one slave of a running bus, or of the bus, as Bus::fault() and Bus::bus_fault()
+    // know them. False when there is no such slave, port or fault.
+    bool slave_fault(uint32_t channel, uint32_t slave, const std::string &fault,
+                     const SlaveFaultArguments &arguments = {});
+    bool bus_fault(uint32_t channel, const std::string &fault, uint32_t number);
+
+    // Process image of a channel; zeros where there is no such channel, or during a reset.
+    Bus::PiStatus pi_status(uint32_t channel) const;
 
     // Wires digital inputs anew, as Wiring::apply() says.
     void wire(const std::string &wires);

@@ -23,8 +23,9 @@ Index make_index(std::initializer_list<std::span<const Service>> families) {
 } // namespace
 
 const Service *find_service(uint16_t code, uint32_t channel, bool primary) {
-    static const Index channels =
-        make_index({file_services(), bus_services(), slave_services(), setting_services()});
+    static const Index channels = make_index(
+        {file_services(), bus_services(), slave_services(), setting_services(),
+         diagnostic_services(), slave_access_services(), mailbox_services(), watchdog_services()});
     static const Index board = make_index({board_services()});
     if (code >= kCodes) {
         return nullptr;
@@ -33,7 +34,8 @@ const Service *find_service(uint16_t code, uint32_t channel, bool primary) {
         return board[code];
     }
     const Service *service = channels[code];
-    return service != nullptr && (primary || service->ring == Ring::Either) ? service : nullptr;
+    const Ring other = primary ? Ring::Secondary : Ring::Primary;
+    return service != nullptr && service->ring != other ? service : nullptr;
 }
 
 } // namespace tarn::vcard

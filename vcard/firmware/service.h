@@ -56,7 +56,7 @@ enum class Needs {
 };
 
 // Board: the secondary mailbox of channel 0.
-enum class Ring { Primary, Either, Board };
+enum class Ring { Primary, Secondary, Either, Board };
 
 inline constexpr uint32_t kAnyLength = ~0U;
 
@@ -74,7 +74,11 @@ struct Service {
 std::span<const Service> file_services();
 std::span<const Service> bus_services();
 std::span<const Service> slave_services();
+std::span<const Service> mailbox_services();
 std::span<const Service> setting_services();
+std::span<const Service> diagnostic_services();
+std::span<const Service> slave_access_services();
+std::span<const Service> watchdog_services();
 std::span<const Service> board_services();
 
 // Null when the mailbox has no such service. On the board's own mailbox the board's services come

@@ -1,5 +1,6 @@
 // Commands about single slaves: states, identity, addresses, process data runs.
 #include "tarn_vcard/records.h"
+#include "vcard/bus/error_list.h"
 #include "vcard/firmware/channel.h"
 #include "vcard/firmware/status.h"
 
@@ -57,17 +58,6 @@ Result states(Channel &channel, Mailbox &, const Request &request) {
     return reply;
 }
 
-void cut_name(char (&field)[32], const std::string &name) {
-    size_t length = std::min(name.size(), sizeof field - 1);
-    const auto continues = [&name](size_t at) {
-        return at < name.size() && (static_cast<unsigned char>(name[at]) & 0xC0U) == 0x80;
-    };
-    while (length > 0 && continues(length)) { // not inside a UTF-8 character
-        --length;
-    }
-    std::copy_n(name.begin(), length, field);
-}
-
 Result info(Channel &channel, Mailbox &, const Request &request) {
     const SlaveConfig &config = slave_config(channel, request);
     const Bus::SlaveStatus status = slave_status(channel, request);
@@ -81,7 +71,7 @@ Result info(Channel &channel, Mailbox &, const Request &request) {
     record.al_status_code = status.al_status_code;
     record.state = status.state;
     record.requested_state = status.requested;
-    cut_name(record.name, config.name);
+    copy_text(record.name, config.name);
     static_assert(sizeof record == 56);
     return Reply::value(record);
 }

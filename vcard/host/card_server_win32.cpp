@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <map>
 #include <stdexcept>
 #include <thread>
@@ -34,6 +35,7 @@ class Event {
     Event(const Event &) = delete;
     Event &operator=(const Event &) = delete;
     void set() const { SetEvent(handle_); }
+    void reset() const { ResetEvent(handle_); }
     [[nodiscard]] HANDLE get() const { return handle_; }
 
   private:
@@ -47,6 +49,51 @@ class FineTimer {
     ~FineTimer() { timeEndPeriod(1); }
     FineTimer(const FineTimer &) = delete;
     FineTimer &operator=(const FineTimer &) = delete;
+};
+
+// Raises the cycle interrupts for the buses: a request to the driver takes its time, and no cycle
+// shall wait for it. Cycles that come meanwhile are one interrupt.
+class CycleInterrupts {
+  public:
+    explicit CycleInterrupts(DriverNode &node) : node_(node), thread_([this] { run(); }) {}
+    ~CycleInterrupts() {
+        pending_ |= kStop;
+        wake_.set();
+        thread_.join();
+    }
+    CycleInterrupts(const CycleInterrupts &) = delete;
+    CycleInterrupts &operator=(const CycleInterrupts &) = delete;
+
+    static bool is_one(unsigned interrupt) { return interrupt % 4 == 2; }
+    void raise(unsigned interrupt) {
+        if (pending_.fetch_or(1U << interrupt) == 0) {
+            wake_.set();
+        }
+    }
+
+  private:
+    static constexpr uint32_t kStop = 1U << 31;
+
+    void run() {
+        for (;;) {
+            WaitForSingleObject(wake_.get(), INFINITE);
+            wake_.reset(); // before the look: what comes later sets it again
+            const uint32_t pending = pending_.exchange(0);
+            if ((pending & kStop) != 0) {
+                return;
+            }
+            for (unsigned interrupt = 0; interrupt < 8; ++interrupt) {
+                if ((pending & 1U << interrupt) != 0) {
+                    node_.raise(interrupt);
+                }
+            }
+        }
+    }
+
+    DriverNode &node_;
+    Event wake_;
+    std::atomic<uint32_t> pending_{0};
+    std::thread thread_;
 };
 
 void attach(DriverNode &node) {
@@ -74,8 +121,9 @@ struct CardServer::State {
     State(const CardConfig &config, const std::string &node_path, const LogLine &log_line)
         : node(node_path), memory(map_memory(node)), log(log_line),
           firmware(
-              config, memory, [this](unsigned interrupt) { node.raise(interrupt); }, log_line) {}
+              config, memory, [this](unsigned interrupt) { raise(interrupt); }, log_line) {}
 
+    void raise(unsigned interrupt);
     void run();
     void serve_event();
     void lose_node();
@@ -86,6 +134,7 @@ struct CardServer::State {
     bool write(const FirmwareEvent &event);
 
     DriverNode node;
+    CycleInterrupts cycle_interrupts{node};
     const CardMemory memory;
     const LogLine log;
     std::map<std::pair<uint32_t, uint32_t>, std::vector<uint8_t>> selectors;
@@ -96,6 +145,14 @@ struct CardServer::State {
     Firmware firmware;
     std::thread thread;
 };
+
+void CardServer::State::raise(unsigned interrupt) {
+    if (CycleInterrupts::is_one(interrupt)) {
+        cycle_interrupts.raise(interrupt);
+    } else {
+        node.raise(interrupt);
+    }
+}
 
 // ---- the serving thread ----------------------------------------------------------------------
 

@@ -49,6 +49,7 @@ struct Program {
     std::string fault_card = "0";
     std::string fault_channel = "0";
     std::string fault_argument;
+    std::string fault_number;
     std::string fault_command = "0";
     std::string fault_count = "1";
     std::vector<std::string> arguments; // behind the command
@@ -223,6 +224,9 @@ int fault_command(const Program &program, const std::string &name) {
     if (!program.fault_argument.empty()) {
         words.push_back(program.fault_argument);
     }
+    if (!program.fault_number.empty()) {
+        words.push_back(program.fault_number);
+    }
     if (name == "status") {
         words.push_back(program.fault_command);
         words.push_back(program.fault_count);
@@ -232,12 +236,16 @@ int fault_command(const Program &program, const std::string &name) {
     return kSuccess;
 }
 
-// A switch or a number.
+// A switch, a slave with or without its port, or a number.
 std::string check_fault_argument(const std::string &kind, const std::string &text) {
     if (kind == "on|off") {
         return text == "on" || text == "off" ? "" : "\"" + text + "\" is neither on nor off";
     }
-    parse_number(kind, text);
+    if (kind.starts_with("SLAVE")) {
+        parse_slave_place(text);
+    } else {
+        parse_number(kind, text);
+    }
     return "";
 }
 
@@ -249,7 +257,7 @@ void add_fault(Program &program) {
     group->add_option("--card", program.fault_card, "Number of the card")
         ->type_name("N")
         ->capture_default_str();
-    group->add_option("--channel", program.fault_channel, "Channel whose slave is meant")
+    group->add_option("--channel", program.fault_channel, "Channel whose bus is meant")
         ->type_name("N")
         ->capture_default_str();
     for (const FaultKind &kind : fault_kinds()) {
@@ -264,6 +272,14 @@ void add_fault(Program &program) {
                 ->required()
                 ->check([argument = std::string(kind.argument)](const std::string &text) {
                     return check_fault_argument(argument, text);
+                });
+        }
+        if (kind.number[0] != '\0') {
+            command->add_option(kind.number, program.fault_number, kind.number)
+                ->type_name("")
+                ->required()
+                ->check([number = std::string(kind.number)](const std::string &text) {
+                    return check_fault_argument(number, text);
                 });
         }
         if (name == "status") {
@@ -282,6 +298,8 @@ void add_fault(Program &program) {
                   "  tarn-vcard fault --card 1 delay 50\n"
                   "  tarn-vcard fault status 32775 --command 9 --count 3\n"
                   "  tarn-vcard fault --channel 1 unplug 4\n"
+                  "  tarn-vcard fault unplug 2:1\n"
+                  "  tarn-vcard fault al-status 2 0x1a\n"
                   "  tarn-vcard fault clear");
 }
 
