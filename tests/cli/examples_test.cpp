@@ -49,4 +49,127 @@ TEST_F(Examples, FirstLightInCppTellsFailures) {
     expect_failures_are_told("first_light-cpp");
 }
 
+// ---- axis ---------------------------------------------------------------------------------------
+
+class AxisExample : public Examples {
+  protected:
+    static std::string eni() { return source_path("examples/eni/axis.xml").string(); }
+    std::vector<std::string> arguments(const std::string &options) const {
+        std::vector<std::string> result = {eni()};
+        for (const std::string &word : words(options)) {
+            result.push_back(word);
+        }
+        return result;
+    }
+    ProcessResult move(const std::string &options) const {
+        return run("axis-cpp", arguments(options));
+    }
+    // Whether the drive of a program that runs has come to Operation enabled.
+    bool is_enabled_soon() const {
+        return eventually([this] { return tarn("pi read --slave 1 --bit 0:4").out == "0x7\n"; });
+    }
+    // One column of a recording.
+    std::vector<double> column(const std::string &file, size_t number) const {
+        std::istringstream lines(read_file(file));
+        std::vector<double> values;
+        std::string line;
+        std::getline(lines, line); // titles
+        while (std::getline(lines, line)) {
+            std::istringstream cells(line);
+            std::string cell;
+            for (size_t i = 0; i <= number; ++i) {
+                std::getline(cells, cell, ',');
+            }
+            values.push_back(std::stod(cell));
+        }
+        return values;
+    }
+};
+
+TEST_F(AxisExample, MovesThereAndBackAndRecordsIt) {
+    const ProcessResult result = move("--mode direct --seconds 0.6 --distance 3000");
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("moved there and back after "));
+    EXPECT_THAT(read_file("axis.csv"),
+                testing::StartsWith("time_s,target_inc,position_inc,jitter_us,missed_cycles\n0."));
+    const std::vector<double> targets = column("axis.csv", 1);
+    const std::vector<double> positions = column("axis.csv", 2);
+    ASSERT_GT(targets.size(), 10U);
+    EXPECT_GT(*std::max_element(targets.begin(), targets.end()), 100);
+    EXPECT_LE(*std::max_element(targets.begin(), targets.end()), 3000);
+    EXPECT_GT(*std::max_element(positions.begin(), positions.end()), 100);
+    EXPECT_TRUE(json("status")["running"].is_false());
+}
+
+TEST_F(AxisExample, RunsInEachMode) {
+    const bool granted = json("mode")["realtime"]["granted"].is_true();
+    for (const std::string mode : {"manual", "cycle"}) {
+        if (mode == "cycle" && !granted) {
+            continue;
+        }
+        const ProcessResult result = move("--seconds 0.3 --csv " + mode + ".csv --mode " + mode);
+        EXPECT_EQ(result.status, 0) << result.err;
+        const std::vector<double> positions = column(mode + ".csv", 2);
+        EXPECT_GT(*std::max_element(positions.begin(), positions.end()), 1) << mode;
+    }
+}
+
+TEST_F(AxisExample, TheRecordingIsDrawn) {
+    ASSERT_EQ(move("--mode manual --seconds 0.2").status, 0);
+    out("plot axis.csv");
+    EXPECT_THAT(read_file("axis.svg"), AllOf(HasSubstr(">target<"), HasSubstr("</svg>")));
+}
+
+TEST_F(AxisExample, CtrlCStopsTheAxisAndTheBus) {
+    BackgroundProcess moving(program_path("example-axis-cpp"),
+                             arguments("--mode direct --seconds 600"), options());
+    ASSERT_TRUE(is_enabled_soon());
+    moving.send_signal(Signal::kInterrupt);
+    ProcessResult result;
+    ASSERT_TRUE(moving.wait(std::chrono::seconds(30), &result));
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("interrupted after "));
+    EXPECT_TRUE(json("status")["running"].is_false());
+    EXPECT_GT(column("axis.csv", 0).size(), 1U);
+}
+
+TEST_F(AxisExample, ADriveThatFallsOutIsTold) {
+    BackgroundProcess moving(program_path("example-axis-cpp"),
+                             arguments("--mode direct --seconds 600"), options());
+    ASSERT_TRUE(is_enabled_soon());
+    EXPECT_EQ(vcard("fault al-status 1 0x1b").status, 0);
+    ProcessResult result;
+    ASSERT_TRUE(moving.wait(std::chrono::seconds(30), &result));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("the drive"));
+    EXPECT_TRUE(json("status")["running"].is_false());
+}
+
+TEST_F(AxisExample, NonsenseIsRefused) {
+    for (const char *options : {"--mode quick", "--seconds 0", "--seconds", "--slave x",
+                                "--speed 3", "--cycle-us 1", "--distance 1x"}) {
+        const ProcessResult result = move(options);
+        EXPECT_EQ(result.status, 2) << options;
+        EXPECT_THAT(result.err, HasSubstr("usage: ")) << options;
+    }
+    EXPECT_EQ(run("axis-cpp", {}).status, 2);
+}
+
+TEST_F(AxisExample, TellsFailures) {
+    const ProcessResult no_card = move("--board nobody");
+    EXPECT_EQ(no_card.status, 1);
+    EXPECT_THAT(no_card.err, HasSubstr("open: Device not find (80004)"));
+    const ProcessResult no_file = run("axis-cpp", {"none.xml"});
+    EXPECT_EQ(no_file.status, 1);
+    EXPECT_THAT(no_file.err, HasSubstr("start: Can't open file (32848)"));
+    const ProcessResult no_folder = move("--mode direct --seconds 0.05 --csv nowhere/axis.csv");
+    EXPECT_EQ(no_folder.status, 1);
+    EXPECT_THAT(no_folder.err, HasSubstr("cannot write nowhere/axis.csv"));
+    EXPECT_TRUE(json("status")["running"].is_false());
+}
+
+TEST_F(AxisExample, ASlaveThatIsNoDriveIsTold) {
+    EXPECT_EQ(move("--mode direct --slave 9").status, 1);
+}
+
 } // namespace

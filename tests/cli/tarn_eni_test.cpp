@@ -177,6 +177,19 @@ TEST_F(TarnEni, NumberOutOfRange) {
     expect_error("10: error: slave 1 \"second\": PhysAddr \"65536\" is no number up to 65535");
 }
 
+TEST_F(TarnEni, StartCommandDataThatAreNotHexadecimal) {
+    replace("</ProcessData></Slave>",
+            "</ProcessData><InitCmds><InitCmd><Data>12g4</Data></InitCmd></InitCmds></Slave>");
+    expect_error(
+        "8: error: slave 0 \"first\": Data \"12g4\" of a start command is not hexadecimal");
+}
+
+TEST_F(TarnEni, StartCommandsOfTheMailboxNeedAnObject) {
+    replace("</ProcessData></Slave>", "</ProcessData><Mailbox><CoE><InitCmds><InitCmd><Data>aB c1"
+                                      "</Data></InitCmd></InitCmds></CoE></Mailbox></Slave>");
+    expect_error("8: error: slave 0 \"first\" has no Index");
+}
+
 TEST_F(TarnEni, RunOutsideTheImage) {
     replace("<ByteSize>3", "<ByteSize>2");
     expect_error("12: error: slave 1 \"second\": bits 16 to 23 lie outside the 2 bytes of "

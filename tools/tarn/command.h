@@ -24,14 +24,25 @@ struct Context {
 struct NoArguments {};
 
 // One function per command family; each adds its commands to the command line.
-void add_board_commands(CLI::App &app, Context &context);    // boards, info, version
-void add_board_io_commands(CLI::App &app, Context &context); // board di, do, latch, pwm, ...
-void add_storage_commands(CLI::App &app, Context &context);  // flash, file, update
-void add_bus_commands(CLI::App &app, Context &context);      // start, stop, reset, status
-void add_state_commands(CLI::App &app, Context &context);    // state, slaves
-void add_pi_commands(CLI::App &app, Context &context);       // pi read, pi write, pi watch
-void add_eni_commands(CLI::App &app, Context &context);      // eni check
-void add_error_command(CLI::App &app, Context &context);     // error
+void add_board_commands(CLI::App &app, Context &context);     // boards, info, version
+void add_board_io_commands(CLI::App &app, Context &context);  // board di, do, latch, pwm, ...
+void add_storage_commands(CLI::App &app, Context &context);   // flash, file, update
+void add_bus_commands(CLI::App &app, Context &context);       // start, stop, reset, status
+void add_state_commands(CLI::App &app, Context &context);     // state, slaves
+void add_pi_commands(CLI::App &app, Context &context);        // pi read, pi write, pi watch
+void add_eni_commands(CLI::App &app, Context &context);       // eni check
+void add_sdo_commands(CLI::App &app, Context &context);       // sdo upload, download, list
+void add_foe_commands(CLI::App &app, Context &context);       // foe read, foe write
+void add_eeprom_commands(CLI::App &app, Context &context);    // eeprom read, write, decode
+void add_memory_commands(CLI::App &app, Context &context);    // mem read, mem write
+void add_diagnosis_commands(CLI::App &app, Context &context); // diag, lasterror
+void add_mode_command(CLI::App &app, Context &context);       // mode
+void add_queue_commands(CLI::App &app, Context &context);     // queue size, pop, push, watch
+void add_watchdog_commands(CLI::App &app, Context &context);  // watchdog config, enable, ...
+void add_socket_commands(CLI::App &app, Context &context);    // sock send, sock recv
+void add_cyclic_command(CLI::App &app, Context &context);     // cyclic
+void add_plot_command(CLI::App &app, Context &context);       // plot
+void add_error_command(CLI::App &app, Context &context);      // error
 
 // A command with its own arguments; `run` is called with them once all is parsed.
 template <typename Arguments>

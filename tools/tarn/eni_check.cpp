@@ -223,6 +223,29 @@ class Checker {
         const xml_node data = slave.child("ProcessData");
         add_run(data, {"Send"}, owner, outputs_);
         add_run(data, {"Recv", "Receive"}, owner, inputs_);
+        check_start_commands(slave, owner, false);
+        check_start_commands(slave.child("Mailbox").child("CoE"), owner, true);
+    }
+
+    // What a start would have to send. Those of the mailbox name an object.
+    void check_start_commands(xml_node parent, const std::string &owner, bool mailbox) {
+        for (const xml_node list : parent.children("InitCmds")) {
+            for (const xml_node command : list.children("InitCmd")) {
+                if (mailbox) {
+                    number(command, "Index", owner, true, UINT16_MAX);
+                    number(command, "SubIndex", owner, false, UINT8_MAX);
+                }
+                const xml_node data = command.child("Data");
+                std::string digits = text_of(data);
+                std::erase(digits, ' ');
+                if (digits.size() % 2 != 0 ||
+                    !std::all_of(digits.begin(), digits.end(),
+                                 [](unsigned char c) { return std::isxdigit(c) != 0; })) {
+                    error(line_of(data), owner + ": Data \"" + printable(digits) +
+                                             "\" of a start command is not hexadecimal");
+                }
+            }
+        }
     }
 
     void check_address(xml_node info, const char *name, const std::string &owner,

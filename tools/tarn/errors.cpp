@@ -45,6 +45,7 @@ constexpr Hint kHints[] = {
     {PCI_TARN_E_READ_SLAVE_STATES, "check the cables and the slaves' power"},
     {PCI_TARN_E_SLAVE_TRANSITION, "tarn slaves shows which slave refuses and why"},
     {PCI_TARN_E_INIT_COMMANDS, "check the cables and the slaves' power"},
+    {PCI_TARN_E_THREAD, "this process has too many threads; close other programs"},
     {PCI_TARN_E_ALREADY_STARTED, "the bus runs already; stop it first: tarn stop"},
     {PCI_TARN_E_NOT_STARTED, "start the bus first: tarn start ENI"},
     {PCI_TARN_E_BUSY, "the card works on another request; try again"},
@@ -54,7 +55,55 @@ constexpr Hint kHints[] = {
     {PCI_TARN_E_OPEN_FILE, "does the file exist, and may you read it?"},
     {PCI_TARN_E_WRITE_FILE, "the card's file store refuses the data; tarn reset, then try again"},
     {PCI_TARN_E_READ_FILE, "the card has no such file, or may not read it"},
+    {PCI_TARN_E_COE_ABORTED, "the slave refused the transfer; tarn sdo list SLAVE shows its "
+                             "objects, tarn slaves its state"},
+    {PCI_TARN_E_EEPROM_READ, "the slave's EEPROM does not answer; check the slave's power and "
+                             "connection, then try again"},
+    {PCI_TARN_E_MAILBOX_NOT_SUPPORTED, "the slave has no mailbox, so it has no objects and no "
+                                       "files; its EEPROM and memory can be read: tarn eeprom, "
+                                       "tarn mem"},
+    {PCI_TARN_E_COE_NOT_SUPPORTED, "the slave has no object dictionary; tarn eeprom decode SLAVE "
+                                   "shows which protocols it knows"},
+    {PCI_TARN_E_EEPROM_WRITE, "the slave's EEPROM did not take the data; is it write protected? "
+                              "Read it before you switch the slave off"},
+    {PCI_TARN_E_EEPROM_DENIED, "the slave works with its EEPROM itself right now; try again, or "
+                               "take the bus to PREOP or INIT first: tarn state --set PREOP"},
+    {PCI_TARN_E_COE_DATA_TYPE, "choose the type that the slave expects with --type"},
+    {PCI_TARN_E_COE_READ_ONLY, "the object can only be read: tarn sdo upload"},
+    {PCI_TARN_E_COE_WRITE_ONLY, "the object can only be written: tarn sdo download"},
+    {PCI_TARN_E_COE_INCOMPLETE_ENTRY, "the slave describes the entry only in part; choose the type "
+                                      "with --type"},
+    {PCI_TARN_E_COE_SDO_INFO, "the slave gives no list of its objects; those that every slave may "
+                              "have can be read all the same"},
+    {PCI_TARN_E_FOE_NOT_SUPPORTED, "the slave takes no files; tarn eeprom decode SLAVE shows which "
+                                   "protocols it knows. Some slaves take files in BOOT only"},
+    {PCI_TARN_E_OD_NO_OBJECT, "the slave has no such object; tarn sdo list SLAVE shows those it "
+                              "has"},
+    {PCI_TARN_E_OD_ACCESS_TYPE, "the object does not allow this access; try it without --complete"},
+    {PCI_TARN_E_OD_DATA_TYPE, "choose the type that the slave expects with --type"},
+    {PCI_TARN_E_OD_ACCESS_DENIED,
+     "the slave does not allow this in its present state; tarn slaves "
+     "shows it; PDO settings, for example, are writable in PREOP only"},
+    {PCI_TARN_E_COE_SERVICE, "the slave does not know this access; try it without --complete"},
+    {PCI_TARN_E_SDO_HEADER, "the slave does not understand the transfer; try it without "
+                            "--complete"},
+    {PCI_TARN_E_SDO_LENGTH, "the value has not the size of the object; choose its type with "
+                            "--type"},
+    {PCI_TARN_E_SDO_SIZE, "the value has not the size of the object; choose its type with --type"},
+    {PCI_TARN_E_OD_NO_SUB_OBJECT, "the object has no such entry; its subindex 0 tells how many it "
+                                  "has"},
+    {PCI_TARN_E_OD_VALUE_ABOVE, "the value is larger than the object allows"},
+    {PCI_TARN_E_OD_VALUE_BELOW, "the value is smaller than the object allows"},
     {PCI_TARN_E_OUT_OF_PI, "tarn status shows the image lengths, tarn slaves each slave's run"},
+    {PCI_TARN_E_MAILBOX_ERROR_ANSWER, "the slave answered with an error; tarn lasterror may tell "
+                                      "more"},
+    {PCI_TARN_E_MAILBOX_GENERAL, "the slave's mailbox does not work; is the slave in PREOP or "
+                                 "above (tarn slaves)?"},
+    {PCI_TARN_E_MAILBOX_SERVICE, "the slave does not know this service of the protocol"},
+    {PCI_TARN_E_MAILBOX_TOO_SHORT, "the value has not the size of the object; choose its type with "
+                                   "--type"},
+    {PCI_TARN_E_MAILBOX_LENGTH, "the value has not the size of the object; choose its type with "
+                                "--type"},
     {PCI_TARN_E_RESOURCES, "close other programs, the computer is out of memory"},
     {PCI_TARN_E_NAME_TOO_LONG, "use a file name of at most 127 characters"},
     {PCI_TARN_E_QUEUE_FULL, "the card takes no request; is its firmware (or tarn-vcard) alive? A "
@@ -67,6 +116,7 @@ constexpr Hint kHints[] = {
     {PCI_TARN_E_CHANNEL, "tarn info shows how many channels the card has"},
     {PCI_TARN_E_NOT_SUPPORTED, "this needs newer firmware; tarn info shows the card's version"},
     {PCI_TARN_E_FILE_TOO_BIG, "a file for the card may have at most 5,242,880 bytes"},
+    {PCI_TARN_E_FOE_TOO_BIG, "a file for a slave may have at most 26,214,400 bytes"},
     {PCI_TARN_E_UPDATE_TOO_BIG, "a firmware image may have at most 9,437,184 bytes; --unlimited "
                                 "lets a larger one through once"},
     {PCI_TARN_E_ENI_TOO_BIG, "an ENI file may have at most 20,971,520 bytes"},
@@ -80,6 +130,12 @@ constexpr Hint kHints[] = {
     {PCI_TARN_E_ENI_MISMATCH, "the bus runs with another ENI file; tarn stop, then tarn start the "
                               "one you want"},
     {PCI_TARN_E_NO_BOARD, "tarn boards lists the cards, counted from 0"},
+    {PCI_TARN_E_WATCHDOG_COMMAND, "a time-out of 0 is none"},
+    {PCI_TARN_E_WATCHDOG_FUNCTION, "set a slave's safe data first: tarn watchdog config SLAVE HEX"},
+    {PCI_TARN_E_WATCHDOG_OFFSET, "tarn slaves shows how many bits of outputs each slave has"},
+    {PCI_TARN_E_WATCHDOG_SLAVE, "tarn slaves lists the positions, counted from 0"},
+    {PCI_TARN_E_WATCHDOG_SLAVE_SIZE, "safe data is as long as the slave's outputs, rounded up to "
+                                     "bytes; tarn slaves shows their bits"},
 };
 
 } // namespace

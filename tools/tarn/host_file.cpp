@@ -1,6 +1,7 @@
 #include "host_file.h"
 
 #include "errors.h"
+#include "terminal.h"
 #include "text.h"
 
 #include <pci_tarn/pci_tarn.h>
@@ -54,6 +55,33 @@ void write_file(const std::string &path, const std::vector<uint8_t> &data) {
     if (!file) {
         throw Failure("cannot write " + quoted(path), kWriteHint);
     }
+}
+
+std::vector<uint8_t> read_standard_input() {
+    terminal::set_binary(stdin);
+    std::vector<uint8_t> data;
+    for (int byte = std::getchar(); byte != EOF; byte = std::getchar()) {
+        data.push_back(static_cast<uint8_t>(byte));
+    }
+    return data;
+}
+
+std::vector<uint8_t> read_file_or_input(const std::string &path) {
+    return path == "-" ? read_standard_input() : read_file(path);
+}
+
+void replace_file(const std::string &path, const std::vector<uint8_t> &data) {
+    const TempFile part(TempFile::folder_for(path));
+    write_file(part.path(), data);
+    part.become(path);
+}
+
+std::string last_part(const std::string &path) {
+    std::string name = fs::path(path).filename().string();
+    if (name.empty()) {
+        throw UsageError("\"" + printable(path) + "\" ends with no name");
+    }
+    return name;
 }
 
 uint64_t check_sendable(const std::string &path) {

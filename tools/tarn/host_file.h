@@ -13,9 +13,20 @@ namespace tarn {
 std::vector<uint8_t> read_file(const std::string &path);
 void write_file(const std::string &path, const std::vector<uint8_t> &data);
 
+// All that comes from standard input.
+std::vector<uint8_t> read_standard_input();
+// A file, or standard input when the path is "-".
+std::vector<uint8_t> read_file_or_input(const std::string &path);
+
+// Writes the file as a whole or not at all: what was there stays until all is written.
+void replace_file(const std::string &path, const std::vector<uint8_t> &data);
+
 // Size of a file that the library is to send. It opens the file for writing as well, and of one
 // that cannot be opened so it sends nothing without telling.
 uint64_t check_sendable(const std::string &path);
+
+// The last part of a path, as the name on the other side. Throws UsageError when there is none.
+std::string last_part(const std::string &path);
 
 // An empty file with a name of its own, which goes at the end unless it became another one.
 class TempFile {

@@ -75,6 +75,17 @@ int run(int argc, char **argv) {
     add_eni_commands(app, context);
     add_board_io_commands(app, context);
     add_storage_commands(app, context);
+    add_sdo_commands(app, context);
+    add_foe_commands(app, context);
+    add_eeprom_commands(app, context);
+    add_memory_commands(app, context);
+    add_diagnosis_commands(app, context);
+    add_mode_command(app, context);
+    add_queue_commands(app, context);
+    add_watchdog_commands(app, context);
+    add_socket_commands(app, context);
+    add_cyclic_command(app, context);
+    add_plot_command(app, context);
     add_error_command(app, context);
 
     // Known before the command line is understood, so that a usage error keeps to it as well.

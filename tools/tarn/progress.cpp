@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <future>
 
 namespace tarn {
 
@@ -71,6 +72,44 @@ void Progress::show(float fraction) {
                      time_left(fraction).c_str());
     }
     std::fflush(stderr);
+}
+
+namespace {
+
+void show_activity(const std::string &title, bool json, bool in_place, double seconds) {
+    if (json) {
+        const Json event = Json::object()
+                               .set("event", "progress")
+                               .set("fraction", nullptr)
+                               .set("seconds", seconds);
+        std::fprintf(stderr, "%s\n", event.one_line().c_str());
+    } else if (in_place) {
+        constexpr char kTurning[] = "|/-\\";
+        const auto step = static_cast<unsigned>(seconds * 10) % 4;
+        std::fprintf(stderr, "\r%s %c %5.1f s\x1b[K", title.c_str(), kTurning[step], seconds);
+    } else {
+        std::fprintf(stderr, "%s: %.1f s\n", title.c_str(), seconds);
+    }
+    std::fflush(stderr);
+}
+
+} // namespace
+
+uint32_t with_activity(const std::string &title, bool json, const std::function<uint32_t()> &call) {
+    const bool in_place = !json && terminal::is_terminal(stderr);
+    const auto interval = in_place ? std::chrono::milliseconds(100) : std::chrono::seconds(1);
+    const auto start = std::chrono::steady_clock::now();
+    std::future<uint32_t> result = std::async(std::launch::async, call);
+    bool shown = false;
+    while (result.wait_for(interval) != std::future_status::ready) {
+        shown = true;
+        const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+        show_activity(title, json, in_place, time.count());
+    }
+    if (in_place && shown) {
+        std::fputs("\r\x1b[K", stderr);
+    }
+    return result.get();
 }
 
 } // namespace tarn

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <functional>
 #include <string>
 
 namespace tarn {
@@ -34,5 +36,9 @@ class Progress {
     Clock::time_point start_ = Clock::now();
     Clock::time_point last_;
 };
+
+// Calls something of the library that waits without telling how far it is, and shows meanwhile for
+// how long it has been waiting.
+uint32_t with_activity(const std::string &title, bool json, const std::function<uint32_t()> &call);
 
 } // namespace tarn

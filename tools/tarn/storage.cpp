@@ -16,16 +16,6 @@ namespace {
 constexpr uint32_t kFlashSize = 16U << 20;
 constexpr uint32_t kPiece = 65536; // of flash, in one request
 
-std::string size_text(uint64_t bytes) {
-    constexpr uint64_t kFewBytes = 10'000;
-    constexpr double kKiB = 1 << 10;
-    constexpr double kMiB = 1 << 20;
-    const auto size = static_cast<double>(bytes);
-    return bytes < kFewBytes ? counted(bytes, "byte")
-           : size < kMiB     ? format("%.1f KiB", size / kKiB)
-                             : format("%.1f MiB", size / kMiB);
-}
-
 // ---- flash --------------------------------------------------------------------------------------
 
 struct FlashArguments {
@@ -58,24 +48,6 @@ std::vector<uint8_t> read_flash(Context &context, uint32_t address, uint32_t len
     return data;
 }
 
-// As hex dumps are.
-std::string hex_lines(uint32_t address, const std::vector<uint8_t> &data) {
-    constexpr size_t kWidth = 16;
-    std::string text;
-    for (size_t i = 0; i < data.size(); i += kWidth) {
-        const std::vector<uint8_t> row(
-            data.begin() + static_cast<std::ptrdiff_t>(i),
-            data.begin() + static_cast<std::ptrdiff_t>(std::min(i + kWidth, data.size())));
-        std::string shown;
-        for (const uint8_t byte : row) {
-            shown += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
-        }
-        text += format("%06x  ", address + static_cast<uint32_t>(i));
-        text += hex(row, true) + std::string(3 * (kWidth - row.size()), ' ') + "  " + shown + "\n";
-    }
-    return text;
-}
-
 void give_flash(Context &context, const FlashArguments &arguments,
                 const std::vector<uint8_t> &data) {
     const Output &output = context.output;
@@ -91,7 +63,7 @@ void give_flash(Context &context, const FlashArguments &arguments,
         }
         output.document(document);
     } else if (arguments.file.empty()) {
-        output.text(hex_lines(arguments.address, data));
+        output.text(hex_dump(arguments.address, data, 6));
     } else {
         output.line("Read " + size_text(data.size()) + " to " + printable(arguments.file));
     }
@@ -242,15 +214,6 @@ struct FileArguments {
     std::string local;
     std::string remote;
 };
-
-// The last part of a path, as the name on the other side.
-std::string last_part(const std::string &path) {
-    std::string name = std::filesystem::path(path).filename().string();
-    if (name.empty()) {
-        throw UsageError("\"" + printable(path) + "\" ends with no name");
-    }
-    return name;
-}
 
 // `trouble` is what could not be done, when the transfer does not work.
 void upload(Context &context, const std::string &remote, const std::string &local,

@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdarg>
@@ -114,6 +115,33 @@ std::string hex(const std::vector<uint8_t> &data, bool blanks) {
         result += format("%02x", byte);
     }
     return result;
+}
+
+std::string size_text(uint64_t bytes) {
+    constexpr uint64_t kFewBytes = 10'000;
+    constexpr double kKiB = 1 << 10;
+    constexpr double kMiB = 1 << 20;
+    const auto size = static_cast<double>(bytes);
+    return bytes < kFewBytes ? counted(bytes, "byte")
+           : size < kMiB     ? format("%.1f KiB", size / kKiB)
+                             : format("%.1f MiB", size / kMiB);
+}
+
+std::string hex_dump(uint32_t address, const std::vector<uint8_t> &data, unsigned digits) {
+    constexpr size_t kWidth = 16;
+    std::string text;
+    for (size_t i = 0; i < data.size(); i += kWidth) {
+        const std::vector<uint8_t> row(
+            data.begin() + static_cast<std::ptrdiff_t>(i),
+            data.begin() + static_cast<std::ptrdiff_t>(std::min(i + kWidth, data.size())));
+        std::string shown;
+        for (const uint8_t byte : row) {
+            shown += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+        }
+        text += format("%0*x  ", static_cast<int>(digits), address + static_cast<uint32_t>(i));
+        text += hex(row, true) + std::string(3 * (kWidth - row.size()), ' ') + "  " + shown + "\n";
+    }
+    return text;
 }
 
 std::string counted(uint64_t count, const char *noun) {

@@ -28,6 +28,12 @@ std::optional<double> parse_real(const std::string &text);
 // "01 ff 20", or without blanks.
 std::string hex(const std::vector<uint8_t> &data, bool blanks);
 
+// Lines of 16 bytes with their address, of so many digits, and their characters.
+std::string hex_dump(uint32_t address, const std::vector<uint8_t> &data, unsigned digits);
+
+// "9999 bytes", "16.0 KiB", "9.0 MiB".
+std::string size_text(uint64_t bytes);
+
 // "1 slave", "2 slaves".
 std::string counted(uint64_t count, const char *noun);
 

@@ -226,6 +226,14 @@ std::vector<std::string> show(const Format &format, const BitData &data, bool as
     return {line};
 }
 
+std::vector<Json> values_json(const Format &format, const BitData &data) {
+    std::vector<Json> values;
+    for (const uint64_t value : typed_values(format, data)) {
+        values.push_back(typed_json(format, value));
+    }
+    return values;
+}
+
 void show_json(const Format &format, const BitData &data, Json &object) {
     object.set("hex", hex(data.bytes, false));
     if (data.bits <= kNumberBits) {
@@ -233,8 +241,8 @@ void show_json(const Format &format, const BitData &data, Json &object) {
     }
     if (format.typed()) {
         Json list = Json::array();
-        for (const uint64_t value : typed_values(format, data)) {
-            list.add(typed_json(format, value));
+        for (Json &value : values_json(format, data)) {
+            list.add(std::move(value));
         }
         object.set("values", std::move(list));
     }

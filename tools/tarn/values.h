@@ -43,6 +43,9 @@ std::vector<std::string> show(const Format &format, const BitData &data, bool as
 // "hex", "value" of up to 64 bits and "values" of a typed format, as members of an object.
 void show_json(const Format &format, const BitData &data, Json &object);
 
+// The values of a typed format. Throws UsageError as show() does.
+std::vector<Json> values_json(const Format &format, const BitData &data);
+
 // What was written on the command line: values of the type; rows of hexadecimal digits for hex;
 // otherwise numbers, one of `run_bits` bits, or bytes when there are several or `run_bits` is 0.
 // Throws UsageError.
