@@ -10,17 +10,26 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
 export TARN_SOAK_SECONDS=${SECONDS_1KHZ:-600} TARN_SOAK_FAST_SECONDS=${SECONDS_10KHZ:-60}
+# Runs the tests of a program that a filter names. One that names none is a failure.
+run() {
+    local program=$1 filter=$2
+    if ! "$bin/$program" --gtest_list_tests --gtest_filter="$filter" | grep '^  ' >/dev/null; then
+        echo "$program has no test $filter" >&2
+        return 1
+    fi
+    "$bin/$program" --gtest_brief=1 --gtest_filter="$filter"
+}
 for rate in OneKilohertz TenKilohertz; do
     for kind in 0 1 2 3; do
-        "$bin/test-soak" --gtest_brief=1 --gtest_filter="$rate/*/$kind"
+        run test-soak "$rate/*/$kind"
     done
 done
-TARN_ROUNDS=${ROUNDS:-20000} "$bin/test-card" --gtest_filter=WholeBus.AThousandRoundsLeakNothing
+TARN_ROUNDS=${ROUNDS:-20000} run test-card WholeBus.AThousandRoundsLeakNothing
 for ((i = 1; i <= ${REPEAT:-50}; i++)); do
     for test in OneProcessWritesAnotherReadsAndTheOtherChannelSeesNothing \
         NoReaderEverSeesAHalfWrittenImage AProcessThatDiesInTheMiddleLeavesTheChannelUsable \
         RequestsOfManyProcessesNeverMixTheirReplies; do
-        "$bin/test-process" --gtest_brief=1 --gtest_filter="ChannelSharing.$test" || exit 1
+        run test-process "ChannelSharing.$test"
     done
 done
 echo "Soak finished."

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -194,6 +195,13 @@ void enter_mode(EcatHandle *channel, uint32_t mode) {
 
 // ---- the axis -----------------------------------------------------------------------------------
 
+// What a drive can be told: positions beyond its range end at the last one.
+int32_t target_of(double position) {
+    using Limits = std::numeric_limits<int32_t>;
+    return static_cast<int32_t>(
+        std::lround(std::clamp(position, double{Limits::min()}, double{Limits::max()})));
+}
+
 // One cycle after the other: wait for the bus, take the inputs, give the outputs. The outputs reach
 // the drive with the next bus cycle.
 class Axis {
@@ -202,7 +210,8 @@ class Axis {
         : channel_(channel), slave_(settings.slave), mode_(settings.mode) {}
 
     void wait_for_cycle() {
-        check("no bus cycle", EcatPIInputWaitNotify(channel_, 1000));
+        // Longer than any cycle, even a late one.
+        check("no bus cycle", EcatPIInputWaitNotify(channel_, 3000));
         if (mode_ == ECAT_PI_MODE_MANUAL) {
             check("inputs", EcatPIASyncUpdateData(channel_, ECAT_PI_SHADOW_INPUT));
         }
@@ -255,7 +264,7 @@ class Axis {
         }
         Outputs outputs = outputs_;
         outputs.controlword = 0x000F;
-        outputs.target_position = static_cast<int32_t>(std::lround(position));
+        outputs.target_position = target_of(position);
         give(outputs);
     }
 
@@ -303,10 +312,17 @@ struct Record {
     uint32_t missed = 0; // cycles of the bus in which we were not awake
 };
 
+// Room made beforehand costs no time in the loop. A very long recording takes more as it grows.
+size_t expected_records(const Settings &settings) {
+    constexpr double kMost = 4e6;
+    return static_cast<size_t>(
+        std::min(settings.seconds * 1e6 / settings.cycle_us * 1.2 + 100, kMost));
+}
+
 std::vector<Record> move(Axis &axis, const Settings &settings) {
     using Clock = std::chrono::steady_clock;
     std::vector<Record> records;
-    records.reserve(static_cast<size_t>(settings.seconds * 1e6 / settings.cycle_us * 1.2) + 100);
+    records.reserve(expected_records(settings));
     axis.enable();
     const double from = axis.inputs().position;
     const Clock::time_point start = Clock::now();
@@ -333,7 +349,7 @@ std::vector<Record> move(Axis &axis, const Settings &settings) {
 // ---- the recording ------------------------------------------------------------------------------
 
 void write_csv(const std::string &path, const std::vector<Record> &records) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "w"),
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "wb"),
                                                                 std::fclose);
     if (file == nullptr) {
         throw std::runtime_error("cannot write " + path);

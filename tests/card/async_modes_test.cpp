@@ -604,7 +604,7 @@ TEST_F(CycleMode, AWaitOfNoTimeDoesNotEvenLook) {
     enter();
     ecat_os_sem_post(state().semaphore);
     EXPECT_EQ(EcatPIInputWaitNotify(handle_, 0), 80003u);
-    EXPECT_EQ(EcatPIInputWaitNotify(handle_, 10), 0u);
+    EXPECT_EQ(EcatPIInputWaitNotify(handle_, 60000), 0u);
 }
 
 TEST_F(CycleMode, WaitNotifyReturnsOncePerCycle) {
@@ -881,7 +881,7 @@ TEST_F(WaitNotify, CallsItUntilItIsWoken) {
 
 TEST_F(WaitNotify, CallsItUntilTheTimeOutHasPassed) {
     use_wakeup(0xFFFFFFFF);
-    EXPECT_EQ(EcatPIInputWaitNotify(handle_, 20), 80003u);
+    EXPECT_EQ(EcatPIInputWaitNotify(handle_, 500), 80003u);
     EXPECT_FALSE(asked.empty());
 }
 
@@ -889,6 +889,68 @@ TEST_F(WaitNotify, ATimeOutOfZeroHasPassed) {
     use_wakeup(0);
     EXPECT_EQ(EcatPIInputWaitNotify(handle_, 0), 80003u);
     EXPECT_TRUE(asked.empty());
+}
+
+// Cycles from before: none comes any more, and the driver keeps none.
+class FormerCycles : public AsyncTest {
+  protected:
+    void see_cycles() {
+        use_own_cycles();
+        for (int i = 0; i < 3; ++i) {
+            make_cycle();
+            ASSERT_EQ(EcatPIInputWaitNotify(handle_, 60000), 0u);
+        }
+        forget_kept_cycle();
+    }
+    void forget_kept_cycle() {
+        const auto number = static_cast<uint8_t>(handle_->pi_interrupt);
+        while (waitInterrupt(handle_->board, number, 2) == 0) {
+        }
+    }
+    void open_again() {
+        reopen();
+        use_own_cycles();
+        forget_kept_cycle();
+    }
+};
+
+TEST_F(FormerCycles, DoNotWakeAChannelThatIsOpenedLater) {
+    see_cycles();
+    open_again();
+    EXPECT_EQ(EcatPIInputWaitNotify(handle_, 10), 80003u);
+}
+
+TEST_F(FormerCycles, DoNotWakeASecondHandle) {
+    see_cycles();
+    EcatHandle *second = nullptr;
+    ASSERT_EQ(EcatOpen(&second, "ID0", 0), 0u);
+    second->pi_interrupt = handle_->pi_interrupt;
+    forget_kept_cycle();
+    EXPECT_EQ(EcatPIInputWaitNotify(second, 10), 80003u);
+    EcatClose(second);
+}
+
+TEST_F(FormerCycles, DoNotCountAsASignal) {
+    see_cycles();
+    open_again();
+    EXPECT_EQ(__EcatPIWaitSignal(handle_), 1u);
+}
+
+TEST_F(FormerCycles, OfAnotherHandleDoNotWakeInTheManualMode) {
+    EcatHandle *second = nullptr;
+    ASSERT_EQ(EcatOpen(&second, "ID0", 0), 0u);
+    see_cycles();
+    second->pi_interrupt = handle_->pi_interrupt;
+    ASSERT_EQ(EcatPIASyncModeSet(second, kManual), 0u);
+    EXPECT_EQ(EcatPIInputWaitNotify(second, 10), 80003u);
+    EcatClose(second);
+}
+
+TEST_F(FormerCycles, LeaveALaterHandleItsOwnCycles) {
+    see_cycles();
+    open_again();
+    make_cycle();
+    EXPECT_EQ(EcatPIInputWaitNotify(handle_, 60000), 0u);
 }
 
 TEST_F(WaitNotify, InDirectModeTheInterruptOfARunningBusWakesUp) {

@@ -247,6 +247,16 @@ TEST(DriverInterrupt, EveryNumberTimesOutWhenNothingHappens) {
     }
 }
 
+TEST(DriverInterrupt, CardIsClosedAfterTheThreadThatWaitedHasGone) {
+    const VirtualCards cards;
+    OpenCard card = open_card();
+    std::thread([&card] {
+        EXPECT_EQ(EtherCATWaitForInterrupt(card.get(), kMailboxInterrupt, 1), kTimedOut);
+    }).join();
+    card.reset();
+    EXPECT_NE(open_card(), nullptr);
+}
+
 TEST(DriverInterrupt, WakesAClientThatWaits) {
     const VirtualCards cards;
     const OpenCard card = open_card();

@@ -1,5 +1,6 @@
 // Whole input images out of the card's queue. Where the bus does not run, the test puts them in.
 #include "card/pi_fixture.h"
+#include "support/process.h"
 #include "support/thread_rights.h"
 
 #include <atomic>
@@ -54,6 +55,14 @@ class InputQueue : public test::PiTest {
             asked.push_back(timeout_ms);
             __usleep_window(1000);
             return wakeup_result;
+        };
+    }
+    void use_wakeup_with_an_image() {
+        asked.clear();
+        handle_->async.wakeup = [](EcatHandle *handle, uint32_t timeout_ms) -> uint32_t {
+            asked.push_back(timeout_ms);
+            ++tarn::pi_card_area(*handle)->input_queue_write;
+            return 0;
         };
     }
 
@@ -226,23 +235,14 @@ TEST_F(InputQueue, MicrosecondsArePrintedInNanoseconds) {
 }
 
 TEST_F(InputQueue, TheWakeUpGetsWholeMilliseconds) {
-    use_wakeup(258);
-    EXPECT_EQ(EcatPIInputQueuePop_US(handle_, 0, 2999), 80003u);
-    ASSERT_FALSE(asked.empty());
-    EXPECT_EQ(asked[0], 2u);
-    use_wakeup(258);
-    EXPECT_EQ(pop(0, 3), 80003u);
-    ASSERT_FALSE(asked.empty());
-    EXPECT_EQ(asked[0], 3u);
+    use_wakeup_with_an_image();
+    EXPECT_EQ(EcatPIInputQueuePop_US(handle_, 0, 60000999), 0u);
+    EXPECT_EQ(pop(0, 60001), 0u);
+    EXPECT_EQ(asked, (std::vector<uint32_t>{60000, 60001}));
 }
 
 TEST_F(InputQueue, TheLongestTimeOutsDoNotWrap) {
-    handle_->async.wakeup = [](EcatHandle *handle, uint32_t timeout_ms) -> uint32_t {
-        asked.push_back(timeout_ms);
-        ++tarn::pi_card_area(*handle)->input_queue_write;
-        return 0;
-    };
-    asked.clear();
+    use_wakeup_with_an_image();
     EXPECT_EQ(EcatPIInputQueuePop(handle_, 0, 0xFFFFFFFF), 0u);
     EXPECT_EQ(EcatPIInputQueuePop_US(handle_, 0, UINT64_MAX), 0u);
     EXPECT_EQ(asked, (std::vector<uint32_t>{0xFFFFFFFF, 0xFFFFFFFF}));
@@ -251,10 +251,10 @@ TEST_F(InputQueue, TheLongestTimeOutsDoNotWrap) {
 TEST_F(InputQueue, AWakeUpThatTimesOutSaysSoAndTheWaitGoesOn) {
     const test::StdoutCapture capture;
     use_wakeup(258);
-    EXPECT_EQ(pop(0, 10), 80003u);
+    EXPECT_EQ(pop(0, 500), 80003u);
     const std::string text = capture.text();
     EXPECT_EQ(text.rfind("timeout\r\n", 0), 0u);
-    EXPECT_NE(text.find("\r\n[EcatPIInputQueuePop_US:3627]timeout(10000000 ns)"),
+    EXPECT_NE(text.find("\r\n[EcatPIInputQueuePop_US:3627]timeout(500000000 ns)"),
               std::string::npos);
     EXPECT_GT(asked.size(), 1u);
 }
@@ -267,11 +267,14 @@ TEST_F(InputQueue, AWakeUpWithoutAnImageSaysNothing) {
 }
 
 TEST_F(InputQueue, LessThanAMillisecondIsWaitedForToo) {
-    const test::StdoutCapture capture;
-    const uint64_t before = get_tick_ns();
-    EXPECT_EQ(EcatPIInputQueuePop_US(handle_, 0, 900), 80003u);
-    EXPECT_GE(get_tick_ns() - before, 900000u);
-    EXPECT_EQ(capture.text().rfind("timeout\r\n", 0), 0u);
+    // On a busy machine the time may be over before the first look: then nothing is waited for.
+    EXPECT_TRUE(test::eventually([this] {
+        const test::StdoutCapture capture;
+        const uint64_t before = get_tick_ns();
+        EXPECT_EQ(EcatPIInputQueuePop_US(handle_, 0, 900), 80003u);
+        EXPECT_GE(get_tick_ns() - before, 900000u);
+        return capture.text().rfind("timeout\r\n", 0) == 0;
+    }));
 }
 
 TEST_F(InputQueue, AnImageEndsTheWait) {

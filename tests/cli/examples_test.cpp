@@ -64,9 +64,15 @@ class AxisExample : public Examples {
     ProcessResult move(const std::string &options) const {
         return run("axis-cpp", arguments(options));
     }
-    // Whether the drive of a program that runs has come to Operation enabled.
-    bool is_enabled_soon() const {
-        return eventually([this] { return tarn("pi read --slave 1 --bit 0:4").out == "0x7\n"; });
+    // A move that is under way soon and does not end.
+    static constexpr char kLongMove[] = "--mode direct --seconds 600 --distance 10000000";
+    // Whether the axis of a program that runs has left its first position.
+    bool moves_soon() const {
+        return eventually([this] {
+            const ProcessResult position =
+                tarn("pi read --slave 1 --offset 4 --length 4 --format i32");
+            return position.status == 0 && position.out != "0\n";
+        });
     }
     // One column of a recording.
     std::vector<double> column(const std::string &file, size_t number) const {
@@ -121,9 +127,8 @@ TEST_F(AxisExample, TheRecordingIsDrawn) {
 }
 
 TEST_F(AxisExample, CtrlCStopsTheAxisAndTheBus) {
-    BackgroundProcess moving(program_path("example-axis-cpp"),
-                             arguments("--mode direct --seconds 600"), options());
-    ASSERT_TRUE(is_enabled_soon());
+    BackgroundProcess moving(program_path("example-axis-cpp"), arguments(kLongMove), options());
+    ASSERT_TRUE(moves_soon());
     moving.send_signal(Signal::kInterrupt);
     ProcessResult result;
     ASSERT_TRUE(moving.wait(std::chrono::seconds(30), &result));
@@ -134,9 +139,8 @@ TEST_F(AxisExample, CtrlCStopsTheAxisAndTheBus) {
 }
 
 TEST_F(AxisExample, ADriveThatFallsOutIsTold) {
-    BackgroundProcess moving(program_path("example-axis-cpp"),
-                             arguments("--mode direct --seconds 600"), options());
-    ASSERT_TRUE(is_enabled_soon());
+    BackgroundProcess moving(program_path("example-axis-cpp"), arguments(kLongMove), options());
+    ASSERT_TRUE(moves_soon());
     EXPECT_EQ(vcard("fault al-status 1 0x1b").status, 0);
     ProcessResult result;
     ASSERT_TRUE(moving.wait(std::chrono::seconds(30), &result));

@@ -104,6 +104,18 @@ class SocketTest : public testing::Test {
     }
     uint32_t fetch() { return _EcatSockClientGetData(handle.get(), &type, buffer.data(), &length); }
 
+    // A ring of one slot that claims to be of that size, with a message that claims to be endless.
+    void use_single_slot(uint32_t slot_size) {
+        const uint32_t kind = 3;
+        const uint32_t endless = 0xFFFFFFFF;
+        std::memcpy(single_slot.data(), &kind, 4);
+        std::memcpy(single_slot.data() + 8, &endless, 4);
+        handle->socket.in = {single_pointers, single_slot.data(), 0, slot_size};
+        buffer.assign(single_slot.size(), 0xCC);
+    }
+
+    Bytes single_slot = Bytes(200'000, 0x5A);
+    uint32_t single_pointers[2] = {0, 1};
     FakeCard sender;
     FakeCard receiver;
     Engine bulk_engine;
@@ -320,6 +332,47 @@ TEST_F(SocketFetch, ALengthThatNoSlotHoldsIsCutToTheSlot) {
     std::memcpy(receiver.in_slot(kRing.first_counter) + 8, &wrong, 4);
     EXPECT_EQ(fetch(), 0U);
     EXPECT_EQ(length, kSlotSize - 16);
+}
+
+// A slot size that the card made up: the length it names is cut to nothing below a header, and to
+// the longest message above it.
+TEST_F(SocketFetch, ASlotOfNoSizeCarriesNothing) {
+    use_single_slot(0);
+    EXPECT_EQ(fetch(), 0U);
+    EXPECT_EQ(type, 3U);
+    EXPECT_EQ(length, 0U);
+    EXPECT_THAT(buffer, Each(0xCC));
+}
+
+TEST_F(SocketFetch, ASlotSmallerThanItsHeaderCarriesNothing) {
+    use_single_slot(15);
+    EXPECT_EQ(fetch(), 0U);
+    EXPECT_EQ(type, 3U);
+    EXPECT_EQ(length, 0U);
+    EXPECT_THAT(buffer, Each(0xCC));
+}
+
+TEST_F(SocketFetch, ASlotThatIsAHeaderCarriesNothing) {
+    use_single_slot(16);
+    EXPECT_EQ(fetch(), 0U);
+    EXPECT_EQ(length, 0U);
+    EXPECT_THAT(buffer, Each(0xCC));
+}
+
+TEST_F(SocketFetch, ASlotOfOneByteMoreCarriesOneByte) {
+    use_single_slot(17);
+    EXPECT_EQ(fetch(), 0U);
+    EXPECT_EQ(length, 1U);
+    EXPECT_EQ(buffer[0], 0x5A);
+    EXPECT_EQ(buffer[1], 0xCC);
+}
+
+TEST_F(SocketFetch, NoSlotCarriesMoreThanTheLongestMessage) {
+    use_single_slot(0xFFFFFFFF);
+    EXPECT_EQ(fetch(), 0U);
+    EXPECT_EQ(length, 102384U);
+    EXPECT_EQ(buffer[102383], 0x5A);
+    EXPECT_EQ(buffer[102384], 0xCC);
 }
 
 TEST_F(SocketFetch, AnEmptyRingTimesOutAfterHalfASecondInSlicesOfAHundredMilliseconds) {

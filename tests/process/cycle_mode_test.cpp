@@ -41,21 +41,40 @@ bool serves_cycles(EcatHandle *handle) {
     return true;
 }
 
-// Returns from its program in cycle mode.
+// Ends its program in cycle mode, with all that a program cleans up at its end.
 TARN_PEER(ends_in_cycle_mode) {
     static const test::RealtimeAnswer granted(true);
     EcatHandle *handle = open_channel();
     EcatHandle *other = open_channel();
-    return serves_cycles(handle) && serves_cycles(other) ? 0 : 1;
+    std::exit(serves_cycles(handle) && serves_cycles(other) ? 0 : 1);
 }
 
-// Ends its program on the data-swap thread.
-TARN_PEER(ends_in_callback) {
+// Is gone in cycle mode without any of that.
+TARN_PEER(is_gone_in_cycle_mode) {
     static const test::RealtimeAnswer granted(true);
     EcatHandle *handle = open_channel();
-    EcatPIAsyncModeCycleCallbackHook(handle, nullptr, [](void *, EcatHandle *) { std::_Exit(0); });
+    std::_Exit(serves_cycles(handle) ? 0 : 1);
+}
+
+// The same on the data-swap thread, while another one of the process goes on.
+int end_in_callback(EcatCycleCallback callback) {
+    static const test::RealtimeAnswer granted(true);
+    EcatHandle *other = open_channel();
+    EcatHandle *handle = open_channel();
+    if (!serves_cycles(other)) {
+        return 2;
+    }
+    EcatPIAsyncModeCycleCallbackHook(handle, nullptr, callback);
     serves_cycles(handle);
-    return 1;
+    test::wait_for_the_end();
+}
+
+TARN_PEER(ends_in_callback) {
+    return end_in_callback([](void *, EcatHandle *) { std::exit(0); });
+}
+
+TARN_PEER(is_gone_in_callback) {
+    return end_in_callback([](void *, EcatHandle *) { std::_Exit(0); });
 }
 
 // Exchanges in every cycle until it is told to end.
@@ -81,10 +100,26 @@ TEST(CycleModeProcess, AProgramMayEndInCycleMode) {
     EcatClose(handle);
 }
 
+TEST(CycleModeProcess, AProgramMayBeGoneInCycleMode) {
+    const test::VirtualCards cards;
+    EcatHandle *handle = start_bus();
+    EXPECT_EQ(Peer("is_gone_in_cycle_mode").join(), 0);
+    EcatClose(handle);
+}
+
 TEST(CycleModeProcess, ACallbackMayEndTheProgram) {
     const test::VirtualCards cards;
     EcatHandle *handle = start_bus();
-    EXPECT_EQ(Peer("ends_in_callback").join(), 0);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(Peer("ends_in_callback").join(), 0);
+    }
+    EcatClose(handle);
+}
+
+TEST(CycleModeProcess, ACallbackMayEndTheProgramWithoutCleanUp) {
+    const test::VirtualCards cards;
+    EcatHandle *handle = start_bus();
+    EXPECT_EQ(Peer("is_gone_in_callback").join(), 0);
     EcatClose(handle);
 }
 

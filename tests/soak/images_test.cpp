@@ -2,7 +2,8 @@
 // lost or repeated without being seen. Channel 0 carries them through the two queues, which hand
 // over each image once, in order, and count what they drop. Channel 1 carries them through fast
 // outputs and shadow inputs, where the newest wins: gaps show in the sequence, and it never goes
-// back. A second process reads along in cycle mode, a third one is killed and started all the time.
+// back. A second process reads along in cycle mode, a third one is killed and started all the time;
+// it also pushes and pops on a card of its own, whose queues must outlive it.
 //
 // TARN_SOAK_SECONDS and TARN_SOAK_FAST_SECONDS say how long a test at 1 kHz and at 10 kHz runs.
 // Cycles that the machine was too busy for are counted and told, and are no failure.
@@ -14,9 +15,11 @@
 #include "vcard/bus/make_eni.h"
 
 #include <atomic>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
@@ -33,17 +36,26 @@ using test::StampedImage;
 
 constexpr uint32_t kSlaves = 512; // of 16 outputs and 16 inputs each
 constexpr uint32_t kImageBytes = kSlaves * 2;
+constexpr uint32_t kVictimSlaves = 16;
+constexpr uint32_t kVictimBytes = kVictimSlaves * 2;
 constexpr uint32_t kPatienceMs = 1000;
 constexpr char kLastFile[] = "last.txt"; // last sequence that was written to channel 1
 
-EcatHandle *open_channel(uint32_t channel) {
+EcatHandle *open_channel(uint32_t channel, const char *card = "ID0") {
     EcatHandle *handle = nullptr;
-    return EcatOpen(&handle, "ID0", channel) == 0 ? handle : nullptr;
+    return EcatOpen(&handle, card, channel) == 0 ? handle : nullptr;
 }
 
+// 0 when the variable says no whole number of seconds.
 uint32_t seconds_of(const char *variable) {
     const char *text = std::getenv(variable);
-    return text != nullptr ? static_cast<uint32_t>(std::atoi(text)) : 2;
+    if (text == nullptr) {
+        return 2;
+    }
+    uint32_t seconds = 0;
+    const char *const end = text + std::strlen(text);
+    const auto [stopped, error] = std::from_chars(text, end, seconds);
+    return error == std::errc() && stopped == end ? seconds : 0;
 }
 
 // ---- what a reader of the newest image checks -------------------------------------------------
@@ -131,12 +143,37 @@ TARN_PEER(reads_along) {
     return good && reached ? 0 : 1;
 }
 
-// Uses locks, images and requests without end.
+// Pushes an image and pops one if there is any. False when that one is torn.
+bool push_and_pop(EcatHandle *handle, StampedImage &image, uint32_t sequence) {
+    image.stamp(sequence);
+    EcatPIWrite(handle, ECAT_PI_NORMAL_OUTPUT, 0, image.bytes(), image.data());
+    EcatPIOutputQueuePush(handle, 0, 0);
+    uint32_t waiting = 0;
+    EcatPIInputQueueSize(handle, &waiting);
+    if (waiting == 0 || EcatPIInputQueuePop(handle, 0, 0) != 0) {
+        return true;
+    }
+    EcatPIRead(handle, ECAT_PI_NORMAL_INPUT, 0, image.bytes(), image.data());
+    return image.whole();
+}
+
+// Uses locks, images, queues and requests without end, from when it raises the flag.
 TARN_PEER(victim) {
+    const Flag ready(arguments.at(0));
     EcatHandle *queues = open_channel(0);
     EcatHandle *newest = open_channel(1);
+    EcatHandle *own = open_channel(0, "ID1");
+    if (queues == nullptr || newest == nullptr || own == nullptr) {
+        return 1;
+    }
+    ready.raise();
     std::vector<uint8_t> image(kImageBytes);
-    for (;;) {
+    StampedImage queued(kVictimBytes);
+    for (uint32_t sequence = 1;; ++sequence) {
+        if (!push_and_pop(own, queued, sequence)) {
+            std::fprintf(stderr, "torn image out of the queue of a program that was killed\n");
+            return 1;
+        }
         EcatPIRead(newest, ECAT_PI_SHADOW_INPUT, 0, kImageBytes, image.data());
         EcatPIRead(newest, ECAT_PI_FAST_OUTPUT, 0, kImageBytes, image.data());
         EcatPIRead(queues, ECAT_PI_NORMAL_INPUT, 0, kImageBytes, image.data());
@@ -158,25 +195,32 @@ struct Kind {
 class Images : public testing::TestWithParam<Kind> {
   protected:
     void SetUp() override {
-        vcard::CardConfig card = test::VirtualCards::default_card();
-        card.generation = GetParam().generation;
-        cards = std::make_unique<test::VirtualCards>(std::vector{card});
-        vcard::MakeEniOptions options;
-        options.slaves = {{"dio16", kSlaves}};
-        options.cycle_us = GetParam().cycle_us;
-        options.logical_mapping = options.reversed_mapping = GetParam().mapped;
-        std::ofstream("soak.xml", std::ios::binary) << vcard::make_eni(options);
+        std::vector<vcard::CardConfig> configs = test::VirtualCards::default_cards(2);
+        for (vcard::CardConfig &config : configs) {
+            config.generation = GetParam().generation;
+        }
+        cards = std::make_unique<test::VirtualCards>(configs);
         for (uint32_t channel = 0; channel < 2; ++channel) {
             channels[channel] = open_channel(channel);
-            ASSERT_NE(channels[channel], nullptr);
-            ASSERT_EQ(EcatBusRun(channels[channel], "soak.xml"), 0u);
-            ASSERT_EQ(EcatRequestMasterState(channels[channel], ECAT_STATE_OP), 0u);
+            start(channels[channel], kSlaves, GetParam().cycle_us);
         }
+        of_victim = open_channel(0, "ID1");
+        start(of_victim, kVictimSlaves, 1000);
     }
     ~Images() override {
-        for (EcatHandle *handle : channels) {
+        for (EcatHandle *handle : {channels[0], channels[1], of_victim}) {
             EcatClose(handle);
         }
+    }
+    static void start(EcatHandle *channel, uint32_t slaves, uint32_t cycle_us) {
+        vcard::MakeEniOptions options;
+        options.slaves = {{"dio16", slaves}};
+        options.cycle_us = cycle_us;
+        options.logical_mapping = options.reversed_mapping = GetParam().mapped;
+        std::ofstream("soak.xml", std::ios::binary) << vcard::make_eni(options);
+        ASSERT_NE(channel, nullptr);
+        ASSERT_EQ(EcatBusRun(channel, "soak.xml"), 0u);
+        ASSERT_EQ(EcatRequestMasterState(channel, ECAT_STATE_OP), 0u);
     }
 
     [[nodiscard]] vcard::Bus::PiStatus status(uint32_t channel) const {
@@ -193,9 +237,11 @@ class Images : public testing::TestWithParam<Kind> {
     void read_newest();
     void kill_again_and_again();
     void run_for(std::chrono::seconds time);
+    void use_queues_of_the_dead();
 
     std::unique_ptr<test::VirtualCards> cards;
     EcatHandle *channels[2] = {};
+    EcatHandle *of_victim = nullptr;
     std::atomic<bool> stop{false};
     std::atomic<bool> pushing{true};
     uint32_t pushed = 0;
@@ -223,11 +269,15 @@ void Images::push_images() {
     pushing = false;
 }
 
-// Each image of a cycle once out of the input queue, until the last one that was pushed is there.
+// Each image of a cycle once out of the input queue, until the last one that was pushed is there:
+// it stays on the bus, so that it comes even where the full queue dropped images before.
 void Images::pop_images() {
+    constexpr uint64_t kMostRepeatsAtTheEnd = 100'000;
     StampedImage image(kImageBytes);
     uint32_t last = 0;
-    for (uint32_t silent = 0; (pushing || last != pushed) && silent < 20;) {
+    uint64_t repeats_at_the_end = 0;
+    for (uint32_t silent = 0;
+         (pushing || last != pushed) && silent < 20 && repeats_at_the_end < kMostRepeatsAtTheEnd;) {
         const uint32_t result = EcatPIInputQueuePop(channels[0], 0, kPatienceMs);
         if (result == 80003) {
             ++silent;
@@ -246,6 +296,7 @@ void Images::pop_images() {
             return;
         }
         repeated += sequence == last ? 1 : 0;
+        repeats_at_the_end += sequence == last && !pushing ? 1U : 0U;
         missing += sequence > last ? sequence - last - 1 : 0;
         last = sequence;
         if (missing > status(0).inputs_dropped) {
@@ -253,7 +304,7 @@ void Images::pop_images() {
             return;
         }
     }
-    EXPECT_TRUE(last == pushed || missing > 0) << last << " of " << pushed;
+    EXPECT_EQ(last, pushed) << "the last images were lost";
 }
 
 void Images::publish_images() {
@@ -283,11 +334,18 @@ void Images::read_newest() {
 void Images::kill_again_and_again() {
     std::minstd_rand random(1);
     while (!stop) {
-        Peer victim("victim");
-        __usleep_window(20000 + static_cast<uint32_t>(random() % 60000));
+        const Flag ready;
+        Peer victim("victim", {ready.name()});
+        if (!ready.wait()) {
+            stop_all("the process that is to be killed cannot open its channels");
+        }
+        __usleep_window(static_cast<uint32_t>(random() % 60000));
         victim.kill();
-        victim.join();
-        ++killed;
+        const bool was_alive = victim.join() == test::kKilled;
+        killed += was_alive ? 1 : 0;
+        if (!was_alive) {
+            stop_all("the process that is to be killed ended by itself");
+        }
     }
 }
 
@@ -306,18 +364,40 @@ void Images::run_for(std::chrono::seconds time) {
     }
 }
 
+// An image goes through the queues behind everything that the last victim left in them.
+void Images::use_queues_of_the_dead() {
+    StampedImage image(kVictimBytes);
+    const uint32_t last = UINT32_MAX;
+    image.stamp(last);
+    EcatPIWrite(of_victim, ECAT_PI_NORMAL_OUTPUT, 0, image.bytes(), image.data());
+    ASSERT_EQ(EcatPIOutputQueuePush(of_victim, 0, 60 * kPatienceMs), 0u);
+    EXPECT_TRUE(test::eventually([&] {
+        EXPECT_EQ(EcatPIInputQueuePop(of_victim, 0, 60 * kPatienceMs), 0u);
+        EcatPIRead(of_victim, ECAT_PI_NORMAL_INPUT, 0, image.bytes(), image.data());
+        EXPECT_TRUE(image.whole());
+        return image.sequence() == last || HasFailure();
+    }));
+    EXPECT_EQ(cards->card(1).pi_status(0).queue_restarts, 0u);
+}
+
 TEST_P(Images, NoneIsTornOrLostOrRepeatedUnnoticed) {
+    const char *const variable =
+        GetParam().cycle_us == 1000 ? "TARN_SOAK_SECONDS" : "TARN_SOAK_FAST_SECONDS";
+    const uint32_t seconds = seconds_of(variable);
+    ASSERT_GT(seconds, 0u) << variable << " is no number of seconds";
     const Flag done;
     Peer along("reads_along", {done.name()});
-    run_for(std::chrono::seconds(
-        seconds_of(GetParam().cycle_us == 1000 ? "TARN_SOAK_SECONDS" : "TARN_SOAK_FAST_SECONDS")));
+    run_for(std::chrono::seconds(seconds));
     std::ofstream(kLastFile) << published;
     done.raise();
     EXPECT_EQ(along.join(), 0) << along.process().err();
+    use_queues_of_the_dead();
 
     ASSERT_EQ(EcatBusStop(channels[0]), 0u);
     const vcard::Bus::PiStatus queues = status(0);
     const vcard::Bus::PiStatus fast = status(1);
+    EXPECT_GT(pushed, 0u);
+    EXPECT_GT(killed, 0u);
     EXPECT_EQ(queues.outputs_taken, pushed);
     EXPECT_EQ(popped + queues.input_queue + queues.inputs_dropped, queues.cycles);
     EXPECT_EQ(queues.queue_restarts, 0u);

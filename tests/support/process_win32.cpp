@@ -144,11 +144,11 @@ DWORD group_flag() {
 }
 
 void send_break(ProcessId child, HANDLE process) {
-    // Under Wine the call that the console would make.
+    // Under Wine the call that the console would make. Wine's C runtime hears Ctrl-C only.
     const bool sent =
         under_wine()
             ? call_in_process(process, "kernelbase.dll", "CtrlRoutine",
-                              reinterpret_cast<void *>(static_cast<uintptr_t>(CTRL_BREAK_EVENT)))
+                              reinterpret_cast<void *>(static_cast<uintptr_t>(CTRL_C_EVENT)))
             : GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, static_cast<DWORD>(child)) != FALSE;
     if (!sent) {
         fail("cannot send Ctrl-Break");

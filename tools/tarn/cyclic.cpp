@@ -18,7 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr uint32_t kWaitMs = 1000; // longer than any cycle
+constexpr uint32_t kWaitMs = 3000; // longer than any cycle, even a late one
 constexpr double kLongestRunS = 3600;
 constexpr size_t kMostSamples = 40'000'000;
 constexpr unsigned kHistogramWidth = 40;

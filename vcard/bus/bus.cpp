@@ -129,8 +129,10 @@ struct Bus::State {
     OutputWatchdog watchdog;
     uint32_t output_queue_read = 0;
     uint32_t input_queue_write = 0;
-    bool input_queue_full = false; // when the last image came
-    PiStatus pi;                   // what is counted; the rest is filled in when asked for
+    uint32_t input_queue_start = 0; // the host's counter before this run
+    bool input_queue_full = false;  // when the last image came
+    bool input_queue_used = false;  // a host that never reads it misses nothing
+    PiStatus pi;                    // what is counted; the rest is filled in when asked for
     uint32_t exchange_sequence = 0;
     uint8_t master = kInit;
     uint8_t requested = kInit;
@@ -202,7 +204,9 @@ void Bus::State::empty_area() {
     card::store32(&area.output_queue_read, output_queue_read);
     input_queue_write = card::load32(&area.input_queue_read);
     card::store32(&area.input_queue_write, input_queue_write);
+    input_queue_start = input_queue_write;
     input_queue_full = false;
+    input_queue_used = false;
     pi = {};
     outputs = {};
     fast_outputs.skip();
@@ -408,6 +412,7 @@ void Bus::State::take_outputs() {
 void Bus::State::push_input_queue(const Image &image) {
     const uint32_t read = card::load32(&area.input_queue_read);
     const uint32_t level = input_queue_write - read;
+    input_queue_used = input_queue_used || read != input_queue_start;
     if (level > kPiQueueEntries) {
         input_queue_write = read;
         note_queue_restart("input");
@@ -415,7 +420,7 @@ void Bus::State::push_input_queue(const Image &image) {
     const bool full = level == kPiQueueEntries;
     if (full) {
         ++pi.inputs_dropped;
-        if (!std::exchange(input_queue_full, full)) {
+        if (input_queue_used && !std::exchange(input_queue_full, full)) {
             errors.add({VCARD_ERROR_QUEUE_FULL, kBufferLimit, VCARD_NO_SLAVE, 0xFFFF, 0,
                         "input images found the queue full"});
         }
@@ -556,7 +561,7 @@ void Bus::stop() {
         s.wake.notify_all();
         s.thread.join();
         s.tell();
-        if (s.pi.inputs_dropped != 0) {
+        if (s.input_queue_used && s.pi.inputs_dropped != 0) {
             s.log(std::to_string(s.pi.inputs_dropped) + " input images found the queue full");
         }
     }

@@ -129,7 +129,7 @@ class BitReader {
     std::vector<uint8_t> take(uint32_t bits) {
         std::vector<uint8_t> value((bits + 7) / 8);
         for (uint32_t i = 0; i < bits; ++i, ++used_) {
-            const unsigned bit = bytes_[used_ / 8] >> (used_ % 8) & 1U;
+            const unsigned bit = (unsigned{bytes_[used_ / 8]} >> (used_ % 8)) & 1U;
             value[i / 8] = static_cast<uint8_t>(value[i / 8] | bit << (i % 8));
         }
         return value;

@@ -26,6 +26,8 @@ void *named_lock_open(const char *name) noexcept;
 // Both always return 0, so that the exports can hand on to them without a frame of their own.
 uint32_t named_lock_acquire(void *lock) noexcept; // waits without limit
 uint32_t named_lock_release(void *lock) noexcept;
+// As named_lock_acquire; true when the owner before died with the lock held.
+bool named_lock_take_over(void *lock) noexcept;
 
 // Binary semaphore. `sem_wait` returns 0 when signalled, 258 on time-out, any other value when
 // the system failed.

@@ -161,12 +161,18 @@ void *named_lock_open(const char *name) noexcept {
     return entry == nullptr ? nullptr : &entry->mutex;
 }
 
-uint32_t named_lock_acquire(void *lock) noexcept {
+bool named_lock_take_over(void *lock) noexcept {
     auto *mutex = static_cast<pthread_mutex_t *>(lock);
     if (pthread_mutex_lock(mutex) == EOWNERDEAD) [[unlikely]] {
         // Its owner died with the lock held; the lock is ours, as an abandoned mutex is.
         pthread_mutex_consistent(mutex);
+        return true;
     }
+    return false;
+}
+
+uint32_t named_lock_acquire(void *lock) noexcept {
+    named_lock_take_over(lock);
     return 0;
 }
 

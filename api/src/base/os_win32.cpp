@@ -95,6 +95,10 @@ uint32_t named_lock_acquire(void *lock) noexcept {
     return 0;
 }
 
+bool named_lock_take_over(void *lock) noexcept {
+    return WaitForSingleObject(lock, INFINITE) == WAIT_ABANDONED;
+}
+
 uint32_t named_lock_release(void *lock) noexcept {
     ReleaseMutex(lock);
     return 0;

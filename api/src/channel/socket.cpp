@@ -102,6 +102,12 @@ bool wait_for_message(const CommandChannel &channel) noexcept {
     return true;
 }
 
+// The most that a message can carry, whatever the card says: a caller's buffer holds that.
+uint32_t payload_limit(uint32_t slot_size) noexcept {
+    constexpr uint32_t kLongest = PCI_TARN_CHUNK_SIZE;
+    return slot_size < kSlotHeaderSize ? 0 : std::min(slot_size - kSlotHeaderSize, kLongest);
+}
+
 uint32_t fetch(const EcatHandle &handle, const Message &message) noexcept {
     const MailboxRing &in = handle.socket.in;
     if (!wait_for_message(handle.socket)) {
@@ -110,8 +116,7 @@ uint32_t fetch(const EcatHandle &handle, const Message &message) noexcept {
     const auto *slot =
         reinterpret_cast<const SocketSlotHeader *>(ring_slot(in, ring_counters(in).read));
     *message.type = card::load32(&slot->type);
-    // The caller's buffer holds what a slot carries, whatever the card says.
-    *message.length = std::min(card::load32(&slot->length), in.slot_size - kSlotHeaderSize);
+    *message.length = std::min(card::load32(&slot->length), payload_limit(in.slot_size));
     copy_in(handle.bulk, message.buffer, slot + 1, *message.length);
     ring_advance_read(in);
     return PCI_TARN_OK;

@@ -16,6 +16,9 @@ namespace {
 // The request record of an interrupt has the size of the system's.
 static_assert(sizeof(OVERLAPPED) == 32);
 
+// So long a request that the system does not know may still be about to be marked as over.
+constexpr uint64_t kLostRequestMs = 100;
+
 // ---- finding the cards -----------------------------------------------------------------------
 
 // The cards that are present.
@@ -240,9 +243,15 @@ bool driver::finish_wait(void *device, uint32_t, void *request) noexcept {
 
 void driver::cancel_wait(void *device, uint32_t, void *request) noexcept {
     // The record goes with its object: the request must be over before. Its event may be closed, so
-    // it is not waited for.
+    // it is not waited for. A request that ended with the thread that issued it is known to nobody
+    // any more, and its record stays as it was.
     CancelIoEx(device, as_record(request));
+    const uint64_t patience = GetTickCount64() + kLostRequestMs;
     while (!HasOverlappedIoCompleted(as_record(request))) {
+        if (GetTickCount64() >= patience && CancelIoEx(device, as_record(request)) == FALSE &&
+            GetLastError() == ERROR_NOT_FOUND) {
+            return;
+        }
         SwitchToThread();
     }
 }

@@ -43,7 +43,7 @@ uint32_t checked_read(EcatHandle *handle, uint32_t index, uint32_t offset, uint3
     PiArea &area = handle->areas[index];
     uint32_t status = 0;
     {
-        const NamedLockGuard guard(area.lock);
+        const AreaGuard guard(*handle, index);
         status = area.ops->read(area.object, offset, length, destination, &area.state);
     }
     count_access(*handle);
@@ -58,7 +58,7 @@ uint32_t checked_write(EcatHandle *handle, uint32_t index, uint32_t offset, uint
     PiArea &area = handle->areas[index];
     uint32_t status = 0;
     {
-        const NamedLockGuard guard(area.lock);
+        const AreaGuard guard(*handle, index);
         status = area.ops->write(area.object, offset, length, source, mask, &area.state);
     }
     count_access(*handle);
@@ -108,8 +108,9 @@ uint32_t slave_ready(EcatHandle *handle, uint16_t slave) noexcept {
     return EcatSlaveIsReady(handle, slave) ? PCI_TARN_OK : PCI_TARN_E_SLAVE_NOT_READY;
 }
 
-uint32_t clear_locked(PiArea &area, ByteRange range) noexcept {
-    const NamedLockGuard guard(area.lock);
+uint32_t clear_locked(EcatHandle &handle, uint32_t index, ByteRange range) noexcept {
+    const AreaGuard guard(handle, index);
+    PiArea &area = handle.areas[index];
     return area.ops->clear(area.object, range.offset, range.length, &area.state);
 }
 
@@ -165,7 +166,7 @@ uint32_t EcatPIClear(EcatHandle *handle, uint32_t index) {
     if (const uint32_t status = tarn::pi::check_area(handle, index)) {
         return status;
     }
-    return tarn::pi::clear_locked(handle->areas[index], {0, tarn::kImageSize});
+    return tarn::pi::clear_locked(*handle, index, {0, tarn::kImageSize});
 }
 
 uint32_t EcatPINMap(EcatHandle *handle, uint32_t index, void **address) {
@@ -176,7 +177,7 @@ uint32_t EcatPINMap(EcatHandle *handle, uint32_t index, void **address) {
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
     const PiArea &area = handle->areas[index];
-    const tarn::NamedLockGuard guard(area.lock);
+    const tarn::pi::AreaGuard guard(*handle, index);
     *address = area.ops->address(area.object);
     return *address != nullptr ? PCI_TARN_OK : PCI_TARN_E_DRIVER_NOT_SUPPORTED;
 }
@@ -261,7 +262,7 @@ uint32_t EcatSlavePIClear(EcatHandle *handle, uint32_t index, uint16_t slave) {
         return status;
     }
     // An area that cannot be cleared is no failure of this call, unlike EcatPIClear.
-    tarn::pi::clear_locked(handle->areas[index], range);
+    tarn::pi::clear_locked(*handle, index, range);
     return PCI_TARN_OK;
 }
 
@@ -350,7 +351,7 @@ uint32_t __set_pi_area_complete_info_pdo_len(EcatHandle *handle, uint32_t index,
     if (const uint32_t status = tarn::pi::check_area(handle, index)) {
         return status;
     }
-    const tarn::NamedLockGuard guard(handle->areas[index].lock);
+    const tarn::pi::AreaGuard guard(*handle, index);
     PiTransfer &state = handle->areas[index].state;
     state.physical_length = length;
     state.image_length = length;

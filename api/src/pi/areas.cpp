@@ -112,7 +112,7 @@ void refresh_area(EcatHandle &handle, uint32_t index) noexcept {
 
 // Empties what the host holds of an area. The card's buffers and index words are not its to reset.
 void reset_area(EcatHandle &handle, uint32_t index) noexcept {
-    const NamedLockGuard guard(handle.areas[index].lock);
+    const AreaGuard guard(handle, index);
     switch (index) {
     case ECAT_PI_NORMAL_OUTPUT:
         std::memset(handle.normal_output_cache, 0, kImageSize);
@@ -157,12 +157,13 @@ void release(EcatHandle &handle) noexcept {
 }
 
 void refresh_views(EcatHandle &handle) noexcept {
-    const NamedLockGuard guard(handle.areas[0].lock); // one lock for all areas of a channel
+    const AreaLock lock(handle.areas[0]); // one lock for all areas of a channel
     for (uint32_t i = 0; i < kAreaCount; ++i) {
         refresh_area(handle, i);
     }
     build_plan(handle.plans[ECAT_PI_DIRECTION_OUTPUT], handle.areas[ECAT_PI_FAST_OUTPUT].state);
     build_plan(handle.plans[ECAT_PI_DIRECTION_INPUT], handle.areas[ECAT_PI_SHADOW_INPUT].state);
+    lock.mend(handle);
 }
 
 uint32_t effective_reinit_mode(const EcatHandle &handle) noexcept {
@@ -187,10 +188,9 @@ void reset_for_start(EcatHandle &handle) noexcept {
 }
 
 uint32_t publish_fast_output(EcatHandle &handle) noexcept {
-    PiArea &area = handle.areas[ECAT_PI_FAST_OUTPUT];
-    const NamedLockGuard guard(area.lock);
+    const AreaGuard guard(handle, ECAT_PI_FAST_OUTPUT);
     pi_buff_3p_master_force_update(&handle.fast_output_object);
-    return exchange_locked(area);
+    return exchange_locked(handle, ECAT_PI_FAST_OUTPUT);
 }
 
 uint32_t push_after_start(EcatHandle &handle) noexcept {

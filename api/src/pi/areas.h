@@ -1,8 +1,9 @@
 // The five process image areas of a handle.
 #pragma once
 
-#include "base/lock_guard.h"
+#include "base/os.h"
 #include "handle/ecat_handle.h"
+#include "pi/buffer_ops.h"
 
 #include <cstdint>
 
@@ -18,9 +19,46 @@ inline constexpr uint32_t kAreaDirection[kAreaCount] = {
 // Words that all processes share about (board, channel); null when there is no shared memory.
 ChannelControl *channel_control(const EcatHandle &handle) noexcept;
 
+// Holds the lock of a channel's areas for a scope; a null lock means that there is none.
+class AreaLock {
+  public:
+    explicit AreaLock(const PiArea &area) noexcept
+        : lock_(area.lock), taken_over_(lock_ != nullptr && os::named_lock_take_over(lock_)) {}
+    ~AreaLock() {
+        if (lock_ != nullptr) {
+            os::named_lock_release(lock_);
+        }
+    }
+    AreaLock(const AreaLock &) = delete;
+    AreaLock &operator=(const AreaLock &) = delete;
+
+  protected:
+    friend void refresh_views(EcatHandle &handle) noexcept; // mends once it knows the lengths
+    void mend(EcatHandle &handle) const noexcept {
+        if (taken_over_) [[unlikely]] {
+            mend_shadow_input(handle.shadow_input_object, handle.pd_version,
+                              handle.areas[ECAT_PI_SHADOW_INPUT].state);
+        }
+    }
+
+  private:
+    void *lock_;
+    bool taken_over_; // its owner died with it
+};
+
+// Within it nobody sees what a process left half done. One that is killed while it mends still has
+// the lock, so that the next one mends.
+class AreaGuard : public AreaLock {
+  public:
+    AreaGuard(EcatHandle &handle, uint32_t index) noexcept : AreaLock(handle.areas[index]) {
+        mend(handle);
+    }
+};
+
 // Runs an area's exchange under its lock.
-inline uint32_t exchange_locked(PiArea &area) noexcept {
-    const NamedLockGuard guard(area.lock);
+inline uint32_t exchange_locked(EcatHandle &handle, uint32_t index) noexcept {
+    const AreaGuard guard(handle, index);
+    PiArea &area = handle.areas[index];
     return area.ops->exchange(area.object, &area.state);
 }
 

@@ -49,30 +49,34 @@ void set_wakeup(EcatPIAsyncState &state, Wakeup wakeup) noexcept {
     __atomic_store_n(&state.wakeup, wakeup, __ATOMIC_RELEASE);
 }
 
-void set_ops(PiArea &area, const PiOps *ops) noexcept {
-    const NamedLockGuard guard(area.lock);
-    area.ops = ops;
+void set_ops(EcatHandle &handle, uint32_t index, const PiOps *ops) noexcept {
+    const AreaGuard guard(handle, index);
+    handle.areas[index].ops = ops;
 }
 
 void set_access(EcatHandle &handle, Access access) noexcept {
-    set_ops(handle.areas[ECAT_PI_FAST_OUTPUT], master_ops(handle.pd_version, access));
-    set_ops(handle.areas[ECAT_PI_SHADOW_INPUT], slave_ops(handle.pd_version, access));
+    set_ops(handle, ECAT_PI_FAST_OUTPUT, master_ops(handle.pd_version, access));
+    set_ops(handle, ECAT_PI_SHADOW_INPUT, slave_ops(handle.pd_version, access));
 }
 
+// A handle that no thread serves is told of cycles from now on, as one that was just opened.
 void enter(EcatHandle &handle, uint32_t mode, Access access, Wakeup wakeup) noexcept {
+    if (handle.async.thread == nullptr) {
+        begin_cycle_wait(handle);
+    }
     set_wakeup(handle.async, wakeup);
     set_access(handle, access);
     card::store32(&handle.async.mode, mode);
 }
 
 void swap(EcatHandle &handle) noexcept {
-    exchange_locked(handle.areas[ECAT_PI_FAST_OUTPUT]);
+    exchange_locked(handle, ECAT_PI_FAST_OUTPUT);
     EcatCycleCallback callback = nullptr;
     void *argument = nullptr;
     {
         // The callback and its argument are one pair under this lock.
-        const NamedLockGuard guard(handle.areas[ECAT_PI_SHADOW_INPUT].lock);
-        exchange_locked(handle.areas[ECAT_PI_SHADOW_INPUT]);
+        const AreaGuard guard(handle, ECAT_PI_SHADOW_INPUT);
+        exchange_locked(handle, ECAT_PI_SHADOW_INPUT);
         callback = handle.async.callback;
         argument = handle.async.callback_arg;
     }
@@ -149,11 +153,10 @@ void SwappingHandles::end_all() noexcept {
     }
 }
 
-// Cycles and signs from before do not count.
+// A sign from before does not count; of the cycles from before, see enter().
 bool start_data_swap(EcatHandle &handle) noexcept {
     card::store32(&handle.async.stop, 0);
     ecat_os_sem_time_wait(handle.async.semaphore, 0);
-    begin_cycle_wait(handle);
     handle.async.thread = ecat_os_thread_create(&handle, run_data_swap, kSwapPriority);
     if (handle.async.thread == nullptr) {
         return false;
@@ -269,7 +272,7 @@ uint32_t EcatPIASyncUpdateData(EcatHandle *handle, uint32_t index) {
     case ECAT_PI_FAST_OUTPUT:
         return pi::publish_fast_output(*handle);
     case ECAT_PI_SHADOW_INPUT:
-        return pi::exchange_locked(handle->areas[ECAT_PI_SHADOW_INPUT]);
+        return pi::exchange_locked(*handle, ECAT_PI_SHADOW_INPUT);
     default:
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
@@ -280,7 +283,7 @@ uint32_t EcatPIAsyncModeCycleCallbackHook(EcatHandle *handle, void *arg,
     if (handle == nullptr) {
         return PCI_TARN_E_HANDLE;
     }
-    const NamedLockGuard guard(handle->areas[ECAT_PI_SHADOW_INPUT].lock);
+    const pi::AreaGuard guard(*handle, ECAT_PI_SHADOW_INPUT);
     handle->async.callback_arg = arg;
     handle->async.callback = callback;
     return PCI_TARN_OK;
@@ -303,11 +306,12 @@ uint32_t __EcatPIASyncModeReset(EcatPIAsyncState *state) {
     if (state == nullptr) {
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
-    if (state->thread != nullptr) {
+    // Taken out at once: the end of the process and a change of the mode may both come here.
+    EcatOsThread *const thread = __atomic_exchange_n(&state->thread, nullptr, __ATOMIC_ACQ_REL);
+    if (thread != nullptr) {
         pi::swapping_handles().remove(*state);
         card::store32(&state->stop, 1);
-        ecat_os_thread_join(state->thread);
-        state->thread = nullptr;
+        ecat_os_thread_join(thread);
     }
     pi::set_wakeup(*state, nullptr);
     return PCI_TARN_OK;

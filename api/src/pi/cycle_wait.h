@@ -10,7 +10,8 @@ namespace tarn::pi {
 
 inline constexpr uint32_t kCycleWaitTimedOut = 258;
 
-// From now on the handle is told of cycles; those before do not count.
+// From now on the handle is told of cycles; those that another one of the process was told of do
+// not count. One that the driver still keeps, because nobody waited for it, comes at once.
 void begin_cycle_wait(EcatHandle &handle) noexcept;
 
 // Waits at most 2 ms. Returns 0 when there was a cycle that the handle was not told of yet, 258 on

@@ -50,7 +50,7 @@ bool input_waits(const PiCardArea &card) noexcept {
 bool pop_input(EcatHandle &handle, bool newest) noexcept {
     PiArea &area = handle.areas[ECAT_PI_NORMAL_INPUT];
     PiCardArea &card = *pi_card_area(handle);
-    const NamedLockGuard guard(area.lock);
+    const AreaGuard guard(handle, ECAT_PI_NORMAL_INPUT);
     const uint32_t write = card::load32(&card.input_queue_write);
     const uint32_t read = card::load32(&card.input_queue_read);
     if (write == read) {
@@ -61,7 +61,7 @@ bool pop_input(EcatHandle &handle, bool newest) noexcept {
     memcpy_fast(target, card.input_queue[entry % kPiQueueEntries],
                 std::min(card::load32(&card.input_length), kPiBufferSize));
     card::store32(&card.input_queue_read, entry + 1);
-    exchange_locked(area);
+    exchange_locked(handle, ECAT_PI_NORMAL_INPUT);
     return true;
 }
 
@@ -121,7 +121,7 @@ uint32_t EcatPIOutputQueuePush(EcatHandle *handle, uint8_t flag, uint32_t timeou
         return PCI_TARN_E_HANDLE;
     }
     const uint64_t start = get_tick_ms();
-    pi::exchange_locked(handle->areas[ECAT_PI_NORMAL_OUTPUT]);
+    pi::exchange_locked(*handle, ECAT_PI_NORMAL_OUTPUT);
     while (!pi::push_output(*handle, flag)) {
         if (get_tick_ms() - start >= timeout_ms) {
             return PCI_TARN_E_SEND_TIMEOUT;

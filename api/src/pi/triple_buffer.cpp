@@ -201,6 +201,17 @@ void deliver(PiSlaveObject &object, const PiTransfer &state) noexcept {
     }
 }
 
+// First generation: takes a buffer that the card leaves alone.
+void take_held(PiSlaveObject &object, uint32_t buffer, const PiTransfer &state) noexcept {
+    if (converts(state)) {
+        stage(object, buffer, state);
+        deliver(object, state);
+    } else {
+        keep_order();
+        copy_from_card(state, object.local, object.card + size_t{buffer} * object.stride);
+    }
+}
+
 uint32_t slave_exchange_first(void *self, PiTransfer *state) noexcept {
     PiSlaveObject &object = slave(self);
     TripleIndexIn &words = in_words(object);
@@ -209,13 +220,7 @@ uint32_t slave_exchange_first(void *self, PiTransfer *state) noexcept {
         return PCI_TARN_OK;
     }
     card::store32(&words.host, newest); // from now on the card leaves this buffer alone
-    if (converts(*state)) {
-        stage(object, newest, *state);
-        deliver(object, *state);
-    } else {
-        keep_order();
-        copy_from_card(*state, object.local, object.card + size_t{newest} * object.stride);
-    }
+    take_held(object, newest, *state);
     return PCI_TARN_OK;
 }
 
@@ -334,6 +339,17 @@ const PiOps *slave_ops(uint32_t pd_version, Access access) noexcept {
 
 const PiOps *card_area_ops() noexcept {
     return &kCardAreaOps;
+}
+
+// In the first generation the host word changes before the copy: who was killed between the two
+// left half an image that counts as taken, and the buffer is still held. In the second it changes
+// after the copy, so that the next exchange copies again.
+void mend_shadow_input(PiSlaveObject &object, uint32_t pd_version,
+                       const PiTransfer &state) noexcept {
+    const uint32_t held = card::load32(&in_words(object).host);
+    if (pd_version == kPdVersionFirst && held < kBuffers) {
+        take_held(object, held, state);
+    }
 }
 
 } // namespace tarn::pi

@@ -192,7 +192,8 @@ enum VcardErrorKind {
     VCARD_ERROR_CRC = 7,        /**< damaged frames or receive errors at `slave`, `port` */
     VCARD_ERROR_TRANSITION = 8, /**< a slave refused a state; `al_status_code` */
     VCARD_ERROR_WATCHDOG = 9,   /**< the output watchdog has expired */
-    VCARD_ERROR_QUEUE_FULL = 10 /**< input images began to find their queue full */
+    VCARD_ERROR_QUEUE_FULL =
+        10 /**< input images began to find the queue full that the host reads */
 };
 
 /** How many records EcatGetLastError() keeps; older ones are forgotten. */
