@@ -331,8 +331,10 @@ void CardServer::State::hear(Client &client) {
 }
 
 void CardServer::State::leave(Client &client) {
+    // Closing does not end the watch while others hold the descriptor, too: a child of this process
+    // before it begins its own program, and the client its end of the kick event.
+    epoll_ctl(epoll.get(), EPOLL_CTL_DEL, client.socket.get(), nullptr);
     if (client.link != nullptr) {
-        // The client may keep its end of the kick event, which would keep it watched.
         epoll_ctl(epoll.get(), EPOLL_CTL_DEL, client.link->kick.get(), nullptr);
     }
     const std::lock_guard guard(clients_mutex);

@@ -4,6 +4,7 @@
 #include "pci_tarn/ecat.h"
 #include "pci_tarn/pi.h"
 #include "pci_tarn/status.h"
+#include "pi/areas.h"
 #include "pi/logic_map.h"
 #include "pi/pi_setup.h"
 
@@ -86,7 +87,11 @@ uint32_t read_fixed_addresses(EcatHandle &handle) noexcept {
 
 uint32_t fill_info(EcatHandle &handle, const char *eni_path) noexcept {
     PiInfo &info = *handle.pi_info;
-    std::memset(&info, 0, sizeof info);
+    {
+        // The data-swap thread looks at the dirty word in it.
+        const AreaGuard guard(handle, ECAT_PI_FAST_OUTPUT);
+        std::memset(&info, 0, sizeof info);
+    }
     uint16_t count = 0;
     if (const uint32_t status = EcatGetSlaveCount(&handle, &count)) {
         return status;
