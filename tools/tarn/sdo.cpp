@@ -216,7 +216,7 @@ std::vector<VcardObjectEntry> listed_objects(EcatHandle *channel, SdoArguments a
     arguments.subindex = 0;
     arguments.complete = false;
     const std::vector<uint8_t> data = ask(channel, arguments, timeout_ms).data;
-    if (data.size() % sizeof(VcardObjectEntry) != 0) {
+    if (data.empty() || data.size() % sizeof(VcardObjectEntry) != 0) {
         return {};
     }
     std::vector<VcardObjectEntry> entries(data.size() / sizeof(VcardObjectEntry));
