@@ -345,7 +345,7 @@ TEST_F(TarnFile, FileThatDidNotArriveWholeIsNoticed) {
     EXPECT_EQ(vcard("start --each slots=64,slot-size=2048").status, 0);
     write_file("long", pattern(100'000));
     expect_failure("file put long --timeout 300", "the card has only 0 of the 100000 bytes of "
-                                                 "\"long\"; the transfer was given up");
+                                                  "\"long\"; the transfer was given up");
 }
 
 TEST_F(TarnFile, DeafCardIsNoticedAndLeavesNothingBehind) {
