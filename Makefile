@@ -4,6 +4,9 @@
 .PHONY: all demo test test-linux test-windows test-linux-plain test-linux-asan test-linux-tsan \
         linux windows packages checks tidy docs bench fuzz soak deps deps-all format clean
 
+# Tests that may not have named locks of their own (see tests/support/program) run one at a time.
+test_jobs := $(shell unshare --mount true 2>/dev/null && echo 3 || echo 1)
+
 all: linux
 
 demo: deps
@@ -16,18 +19,18 @@ test: checks test-linux test-windows
 test-linux: test-linux-plain test-linux-asan test-linux-tsan
 
 test-linux-plain: deps-all linux
-	ctest --preset linux -j3
+	ctest --preset linux -j$(test_jobs)
 
 test-linux-asan: deps
 	cmake --preset linux-asan
 	cmake --build --preset linux-asan
-	ctest --preset linux-asan -j3
+	ctest --preset linux-asan -j$(test_jobs)
 
 # Without the tests of several processes, and without long loops of one thread.
 test-linux-tsan: deps
 	cmake --preset linux-tsan
 	cmake --build --preset linux-tsan --target test-unit test-engines test-card
-	ctest --preset linux-tsan -j3 -R '^(unit|engines|card)\.' \
+	ctest --preset linux-tsan -j$(test_jobs) -R '^(unit|engines|card)\.' \
 	    -E 'MemcpyFast|BitMemcpy|FirmwareFlash|UpdateImage|MakeEni|BoardUpdateLarge'
 
 test-windows: windows

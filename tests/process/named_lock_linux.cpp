@@ -2,6 +2,7 @@
 // when the processes that make it die. Each test has an empty folder of such objects of its own.
 #include "pci_tarn/pci_tarn.h"
 #include "support/peer.h"
+#include "support/program/own_locks_linux.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -83,7 +84,8 @@ bool isolate() {
     const int user = geteuid() == 0 ? 0 : CLONE_NEWUSER;
     return unshare(user | CLONE_NEWNS) == 0 &&
            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("tmpfs", "/dev/shm", "tmpfs", 0, nullptr) == 0;
+           mount("tmpfs", "/dev/shm", "tmpfs", 0, nullptr) == 0 &&
+           mkdir(tarn::test::kOwnLocksMark, 0700) == 0;
 }
 
 // Runs a body in a process with an empty folder of shared memory objects of its own.
