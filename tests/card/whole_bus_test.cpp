@@ -290,7 +290,7 @@ TEST(WholeBus, AThousandRoundsLeakNothing) {
             handles = test::open_handles();
         }
     }
-    // A lock may make its system object late, when threads first meet at it; a leak is one a round.
+    // A few come and go: threads that are about to end, requests under way. A leak is one a round.
     EXPECT_LE(test::open_handles(), handles + 8);
     if (std::string(TARN_SANITIZE).empty()) {
         // 900 rounds with a leak of a handle each would be over 300 MB.
