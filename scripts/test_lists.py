@@ -13,7 +13,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 DOCUMENT = ROOT / "docs" / "windows-tests.md"
-NAME = re.compile(r"`((?:unit|engines|card|process|cli|package|exports)\.[\w./*]+)`")
+NAME = re.compile(r"`((?:unit|engines|card|process|cli|soak|package|exports)\.[\w./*]+)`")
 
 
 def tests_of(preset):

@@ -381,10 +381,10 @@ void run(const Settings &settings) {
     EcatHandle *handle = nullptr;
     check("open", EcatOpen(&handle, settings.board.c_str(), 0));
     const Channel channel(handle, EcatClose);
+    catch_interrupt();
     check("start", EcatBusRun(handle, settings.eni.c_str()));
     const RunningBus bus(handle, EcatBusStop);
     enter_mode(handle, settings.mode);
-    catch_interrupt();
     Axis axis(handle, settings);
     const std::vector<Record> records = move(axis, settings);
     write_csv(settings.csv, records);
@@ -394,6 +394,10 @@ void run(const Settings &settings) {
 } // namespace
 
 int main(int argc, char **argv) try {
+    if (argc == 2 && std::string(argv[1]) == "--help") {
+        std::printf(kUsage, argv[0]);
+        return 0;
+    }
     const Settings settings = settings_of(argc, argv);
     run(settings);
     return 0;

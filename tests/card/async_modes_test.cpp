@@ -288,6 +288,45 @@ TEST_F(AsyncMode, ThreadsThatSetTheCycleModeAtOnceStartOneThread) {
     EXPECT_EQ(count_of(text, kExit), 1u);
 }
 
+// A reset takes the thread from under whoever changes the mode. It ends that thread and no other,
+// and one that is started meanwhile does not keep it waiting.
+TEST_F(AsyncMode, ResetsWhileOthersChangeTheModeLeaveNoThread) {
+    std::string text;
+    {
+        const test::StdoutCapture capture;
+        std::atomic<bool> changing{true};
+        std::vector<std::thread> resetting;
+        for (int n = 0; n < 2; ++n) {
+            resetting.emplace_back([this, &changing] {
+                while (changing) {
+                    EXPECT_EQ(__EcatPIASyncModeReset(&state()), 0u);
+                }
+            });
+        }
+        std::vector<std::thread> threads;
+        for (int n = 0; n < 2; ++n) {
+            threads.emplace_back([this] {
+                for (int i = 0; i < 100; ++i) {
+                    EXPECT_EQ(set(kCycle), 0u);
+                    EXPECT_EQ(set(kDirect), 0u);
+                }
+            });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+        changing = false;
+        for (std::thread &thread : resetting) {
+            thread.join();
+        }
+        EXPECT_EQ(set(kManual), 0u);
+        text = capture.text();
+    }
+    expect_mode(kManual);
+    EXPECT_GT(count_of(text, kStartup), 0u);
+    EXPECT_EQ(count_of(text, kStartup), count_of(text, kExit));
+}
+
 TEST_F(AsyncMode, BelongsToTheHandle) {
     EcatHandle *second = nullptr;
     ASSERT_EQ(EcatOpen(&second, "ID0", 0), 0u);
@@ -547,17 +586,21 @@ TEST_F(CycleMode, FromTheCallbackTheModeCannotBeChanged) {
 TEST_F(CycleMode, FromTheCallbackTheChannelCannotBeClosed) {
     enter();
     struct Seen {
-        uint32_t status = 7;
+        std::vector<uint32_t> statuses;
         std::atomic<bool> called = false;
     } seen;
     EcatPIAsyncModeCycleCallbackHook(handle_, &seen, [](void *arg, EcatHandle *handle) {
         auto &own = *static_cast<Seen *>(arg);
-        own.status = EcatClose(handle);
+        if (!own.called) {
+            own.statuses = {EcatClose(handle), __EcatClose(handle),
+                            __EcatPIASyncModeReset(&handle->async),
+                            __EcatPIASyncModeDestroy(&handle->async)};
+        }
         own.called = true;
     });
     make_cycle();
     ASSERT_TRUE(eventually([&] { return seen.called.load(); }));
-    EXPECT_EQ(seen.status, 80006u);
+    EXPECT_EQ(seen.statuses, std::vector<uint32_t>(4, 80006u));
     expect_mode(kCycle);
 }
 

@@ -49,6 +49,15 @@ class BoardTest : public testing::Test {
         firmware().faults().status_count = count;
     }
 
+    // A call whose reply is lost. The ring has its slot free again afterwards: a card that is busy
+    // may take the request after its time-out.
+    template <typename Call>
+    void expect_loses_its_reply(Call call) {
+        firmware().faults().drop_replies = 1;
+        EXPECT_EQ(call(), 80003U);
+        EXPECT_TRUE(eventually([this] { return firmware().faults().drop_replies == 0; }));
+    }
+
     // The one request that the card saw.
     vcard::SeenRequest seen_request() {
         const std::vector<vcard::SeenRequest> seen = firmware().seen();

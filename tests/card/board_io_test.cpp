@@ -68,11 +68,10 @@ TEST_F(BoardIo, ReplyWithDataGives80002) {
 }
 
 TEST_F(BoardIo, TimeOutHoldsForRequests) {
-    firmware().faults().drop_replies = 2;
-    EXPECT_EQ(BoardSetTimeout(handle_, 200), 0U);
-    EXPECT_EQ(handle_->timeout_ms, 200U);
-    EXPECT_EQ(BoardLedCtrl(handle_, 1, 2), 80003U);
-    EXPECT_EQ(BOARD_TIMEOUT_TRIGGER(handle_, 1), 80003U);
+    EXPECT_EQ(BoardSetTimeout(handle_, 50), 0U);
+    EXPECT_EQ(handle_->timeout_ms, 50U);
+    expect_loses_its_reply([this] { return BoardLedCtrl(handle_, 1, 2); });
+    expect_loses_its_reply([this] { return BOARD_TIMEOUT_TRIGGER(handle_, 1); });
     EXPECT_EQ(BoardSetTimeout(handle_, 20000), 0U);
     EXPECT_EQ(BoardLedCtrl(handle_, 1, 2), 0U);
 }

@@ -185,9 +185,7 @@ void BusBench::restart(uint8_t state) {
 
 void BusBench::cycles(uint64_t count) {
     const uint64_t target = bus_.cycles() + count + 1;
-    while (bus_.cycles() < target) {
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
-    }
+    EXPECT_TRUE(eventually([&] { return bus_.cycles() >= target; }));
 }
 
 Snapshot BusBench::snapshot() const {

@@ -149,9 +149,9 @@ TEST_F(BusRun, ReportsOneAlsoWhenTheStartIsRefused) {
 
 TEST_F(BusRun, WaitsForTheStartBeyondTheHandlesTimeout) {
     auto config = VirtualCards::default_card();
-    config.start_ms = 600;
+    config.start_ms = 1200;
     open(config);
-    EcatSetTimeout(handle_, 200);
+    EcatSetTimeout(handle_, 500); // enough for the requests around the start
     EXPECT_EQ(EcatBusRun(handle_, write_eni()), 0u);
 }
 
@@ -510,6 +510,8 @@ TEST_F(BusState, RunningIsFalseOnATimeout) {
     EcatSetTimeout(handle_, 50);
     firmware().faults().drop_replies = 1;
     EXPECT_FALSE(EcatBusIsRunning(handle_));
+    EXPECT_TRUE(has_lost_replies());
+    EcatSetTimeout(handle_, 20000);
     EXPECT_TRUE(EcatBusIsRunning(handle_));
 }
 

@@ -18,6 +18,7 @@
 
 using namespace tarn;
 using namespace tarn::vcard;
+using tarn::test::eventually;
 using tarn::test::HostInputs;
 using tarn::test::HostOutputs;
 using testing::HasSubstr;
@@ -61,9 +62,7 @@ class BusTest : public testing::TestWithParam<uint32_t> {
     // Waits for whole cycles that begin after this call.
     void cycles(uint64_t count) {
         const uint64_t target = bus->cycles() + count + 1;
-        while (bus->cycles() < target) {
-            std::this_thread::sleep_for(std::chrono::microseconds(100));
-        }
+        EXPECT_TRUE(eventually([&] { return bus->cycles() >= target; }));
     }
 
     void write(const std::vector<uint8_t> &bytes) {
@@ -71,9 +70,8 @@ class BusTest : public testing::TestWithParam<uint32_t> {
     }
     std::vector<uint8_t> read() {
         cycles(2);
-        while (!inputs->pull(image.data(), static_cast<uint32_t>(image.size()))) {
-            cycles(1);
-        }
+        EXPECT_TRUE(eventually(
+            [&] { return inputs->pull(image.data(), static_cast<uint32_t>(image.size())); }));
         return {image.begin(), image.begin() + bus->network().input_bytes};
     }
     void push_queue(const std::vector<uint8_t> &bytes) {
@@ -283,9 +281,7 @@ TEST_F(BusTest, ErrorIsClearedByItselfWhenAsked) {
     bus->set_auto_clear(true);
     EXPECT_TRUE(bus->auto_clear());
     bus->fault(0, "safeop-error");
-    while (bus->slave(0).state != kOp) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    ASSERT_TRUE(eventually([this] { return bus->slave(0).state == kOp; }));
     EXPECT_EQ(ready[0], 1U);
 }
 
@@ -495,7 +491,9 @@ TEST_P(BusData, AnOldImageDoesNotReplaceAQueuedOne) {
 }
 
 TEST_P(BusData, EveryCycleQueuesItsInputs) {
-    run({{"dio8"}});
+    bus->configure(network_of({{"dio8"}}, 5000)); // the queue holds more than half a second of them
+    bus->start();
+    ASSERT_TRUE(bus->request_state(kOp));
     const uint32_t before = card::load32(&area.input_queue_write);
     cycles(10);
     bus->stop();
@@ -524,9 +522,10 @@ TEST_P(BusData, ExchangeAreaShowsTheOutputsHeld) {
     write({1, 2, 3, 4});
     cycles(3);
     uint32_t sequence = 1;
-    while (sequence % 2 != 0) {
+    EXPECT_TRUE(eventually([&] {
         sequence = card::load32(&area.sequence);
-    }
+        return sequence % 2 == 0;
+    }));
     EXPECT_NE(sequence, 0U);
     EXPECT_THAT((std::vector<uint8_t>(area.exchange, area.exchange + 4)),
                 testing::ElementsAre(1, 2, 3, 4));
@@ -611,15 +610,13 @@ TEST_F(BusTest, InputsMirrorTheOutputsBeforeThem) {
 TEST_F(BusTest, LonelyDigitalInputsCount) {
     run({{"di8"}});
     const uint8_t first = read()[0];
-    while (read()[0] == first) {
-    }
+    EXPECT_TRUE(eventually([&] { return read()[0] != first; }));
 }
 
 TEST_F(BusTest, AnalogueInputsMove) {
     run({{"ai2"}});
     const std::vector<uint8_t> first = read();
-    while (read() == first) {
-    }
+    EXPECT_TRUE(eventually([&] { return read() != first; }));
 }
 
 TEST_F(BusTest, AnalogueOutputsComeBackAsInputs) {
@@ -648,9 +645,10 @@ class BusDrive : public BusTest {
     void go_to(uint16_t controlword, uint8_t wanted_mode, int32_t target, uint16_t mask,
                uint16_t wanted) {
         command(controlword, wanted_mode, target);
-        do {
+        EXPECT_TRUE(eventually([&] {
             feedback();
-        } while ((statusword & mask) != wanted);
+            return (statusword & mask) == wanted;
+        }));
     }
     uint16_t statusword = 0;
     uint8_t mode = 0;
@@ -702,7 +700,7 @@ TEST_P(BusData, AnyHostWordsAreHarmless) {
     card::store32(&area.fast_output.host, 0);
     write({1});
     write({0x42});
-    EXPECT_TRUE(test::eventually([this] { return read()[0] == 0x42; }));
+    EXPECT_TRUE(eventually([this] { return read()[0] == 0x42; }));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Diagnostics, EEPROM and registers as requests ask for them.
 #include "card/firmware_bench.h"
+#include "support/process.h"
 #include "tarn_vcard/diagnostics.h"
 #include "vcard/bus/make_eni.h"
 #include "vcard/card/wall_clock.h"
@@ -11,11 +12,11 @@
 #include <cstring>
 #include <functional>
 #include <stdexcept>
-#include <thread>
 
 using tarn::test::Answer;
 using tarn::test::Bytes;
 using tarn::test::bytes_of;
+using tarn::test::eventually;
 using tarn::test::FirmwareBench;
 
 namespace {
@@ -96,9 +97,7 @@ class DiagnosticsServicesTest : public testing::TestWithParam<uint32_t> {
                 .cycles;
         };
         const uint64_t target = cycles() + 3;
-        while (cycles() < target) {
-            std::this_thread::yield();
-        }
+        EXPECT_TRUE(eventually([&] { return cycles() >= target; }));
     }
 
     FirmwareBench bench_;
@@ -388,6 +387,15 @@ TEST_P(DiagnosticsServicesTest, AccessToAnAbsentSlaveIsRefused) {
     EXPECT_EQ(second(kEepromWrite, range(3, 0, 2, {1, 2})).status, 32825U);
     EXPECT_EQ(second(kMemoryRead, range(3, 0, 2)).status, 32794U);
     EXPECT_EQ(second(kMemoryWrite, range(3, 0, 2, {1, 2})).status, 32794U);
+}
+
+TEST_P(DiagnosticsServicesTest, OnAStoppedBusOnlyRegistersAreNotWritten) {
+    start();
+    EXPECT_EQ(bench_.ask(10).status, 0U);
+    EXPECT_EQ(second(kMemoryWrite, range(1, 0x0120, 2, {2, 0})).status, 32826U);
+    EXPECT_EQ(second(kMemoryRead, range(1, 0x0130, 2)).payload, (Bytes{1, 0}));
+    EXPECT_EQ(second(kEepromWrite, range(1, 0x30, 2, {1, 2})).status, 0U);
+    EXPECT_EQ(second(kEepromRead, range(1, 0x30, 2)).payload, (Bytes{1, 2}));
 }
 
 TEST_P(DiagnosticsServicesTest, AccessNeedsAConfiguration) {

@@ -2,12 +2,17 @@
 // that do not keep to the rules.
 #include "driver_fixture.h"
 
+#include "device/card_link_linux.h"
+#include "pci_tarn/board.h"
+#include "support/process.h"
+
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -106,6 +111,29 @@ class RawClient {
         std::memcpy(bytes.data(), words.data(), bytes.size());
         return send_bytes(bytes);
     }
+    // Opens the card. What comes with the answer: the shared page, the kick event, the interrupt
+    // events.
+    std::vector<int> open_card() const {
+        constexpr size_t kCount = link::kOpenDescriptorCount;
+        send_words({2, 1, 0, 0, 0});
+        uint32_t words[3] = {};
+        iovec part = {words, sizeof(words)};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int) * kCount)] = {};
+        msghdr header = {};
+        header.msg_iov = &part;
+        header.msg_iovlen = 1;
+        header.msg_control = control;
+        header.msg_controllen = sizeof(control);
+        EXPECT_EQ(recvmsg(fd_, &header, MSG_CMSG_CLOEXEC), ssize_t{sizeof(words)});
+        std::vector<int> descriptors(kCount, -1);
+        const cmsghdr *rights = CMSG_FIRSTHDR(&header);
+        if (rights == nullptr || rights->cmsg_len != CMSG_LEN(sizeof(int) * kCount)) {
+            ADD_FAILURE() << "no descriptors";
+            return descriptors;
+        }
+        std::memcpy(descriptors.data(), CMSG_DATA(rights), sizeof(int) * kCount);
+        return descriptors;
+    }
     // First three words of the next answer; empty when the server has closed the connection.
     std::vector<uint32_t> answer() const {
         std::vector<uint32_t> words(20'000);
@@ -175,6 +203,42 @@ TEST(CardServer, ClientThatDoesNotTakeItsAnswersBlocksNobody) {
         if (!lazy.send_words({4, static_cast<uint32_t>(i), 0, 65536, 65536})) {
             break;
         }
+    }
+    expect_alive();
+}
+
+// The client makes writes to its events wait, leaves no room in them, and says that it waits for
+// every interrupt.
+TEST(CardServer, ClientThatWouldBlockItsInterruptsBlocksNobody) {
+    const VirtualCards cards;
+    const RawClient client(cards);
+    const std::vector<int> descriptors = client.open_card();
+    auto *page = static_cast<link::ClientPage *>(mmap(nullptr, sizeof(link::ClientPage),
+                                                      PROT_READ | PROT_WRITE, MAP_SHARED,
+                                                      descriptors[link::kPageDescriptor], 0));
+    ASSERT_NE(page, MAP_FAILED);
+    for (uint32_t i = 0; i < link::kInterruptCount; ++i) {
+        const int event = descriptors[link::kFirstInterruptDescriptor + i];
+        for (uint64_t room = UINT64_MAX - 2; room > 0; room /= 2) {
+            while (write(event, &room, sizeof(room)) == ssize_t{sizeof(room)}) {
+            }
+        }
+        ASSERT_EQ(fcntl(event, F_SETFL, 0), 0);
+        page->interrupts[i].waiting = 1;
+    }
+    BoardHandle *board = nullptr;
+    ASSERT_EQ(BoardOpen(&board, "ID0"), 0U);
+    char text[16] = {};
+    EXPECT_EQ(BoardFlashRead(board, 0, sizeof(text), text), 0U); // its answer raises an interrupt
+    BoardClose(board);
+    EXPECT_TRUE(test::eventually([page] { return page->interrupts[1].pending == 1; }));
+    for (uint32_t i = 0; i < link::kInterruptCount; ++i) { // ends the wait of a server that waits
+        uint64_t count = 0;
+        EXPECT_EQ(read(descriptors[link::kFirstInterruptDescriptor + i], &count, sizeof(count)), 8);
+    }
+    munmap(page, sizeof(*page));
+    for (const int descriptor : descriptors) {
+        close(descriptor);
     }
     expect_alive();
 }

@@ -65,12 +65,14 @@ bool take_answer(EtherCAT *card) {
 
 constexpr uint32_t kMailboxInterrupt = 1;
 
-// Raises the interrupt of the board's mailbox and comes back when that has happened.
+// Raises the interrupt of the board's mailbox and comes back when that has happened: the client
+// that came last is told last.
 void raise_interrupt(EtherCAT *card) {
+    const OpenCard witness = open_card();
+    ASSERT_NE(witness, nullptr);
     post_unknown_request(card);
     ASSERT_TRUE(test::eventually([card] { return take_answer(card); }));
-    // The interrupt follows the answer.
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ASSERT_EQ(EtherCATWaitForInterrupt(witness.get(), kMailboxInterrupt, 60000), 0U);
 }
 
 // ---- enumeration -----------------------------------------------------------------------------

@@ -222,6 +222,21 @@ TEST(EniParser, FindsTheSlaveBefore) {
     EXPECT_EQ(network.slaves[4].previous_port_slave, 3);
 }
 
+TEST(EniParser, ReadsThePortOfTheSlaveBefore) {
+    const auto port = [](const std::string &letter) {
+        return "<PreviousPort><Port>" + letter + "</Port></PreviousPort>";
+    };
+    const Network network =
+        accepted(file(slave("", port("B")) + slave("", port("B")) + slave("", port(" D ")) +
+                      slave("", port("A")) + slave("", port("E")) + slave("")));
+    EXPECT_EQ(network.slaves[0].previous_port, 0); // hangs on the master
+    EXPECT_EQ(network.slaves[1].previous_port, 1);
+    EXPECT_EQ(network.slaves[2].previous_port, 3);
+    EXPECT_EQ(network.slaves[3].previous_port, 0);
+    EXPECT_EQ(network.slaves[4].previous_port, 0);
+    EXPECT_EQ(network.slaves[5].previous_port, 0);
+}
+
 TEST(EniParser, OnlySlavesOfTheConfigurationCount) {
     const Network network =
         accepted("<EtherCATConfig><Tool><Slave/><Config><Slave/></Config></Tool><Config>" +

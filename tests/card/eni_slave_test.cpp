@@ -378,6 +378,136 @@ TEST(EniSlaveObjects, WithoutClocksThereIsNoSync0) {
     EXPECT_EQ(Device(file_of(recv(0, 8), "", "<DC/>")).number(0x1C32, 4), 0x0007U);
 }
 
+TEST(EniSlaveObjects, SynchronizationTypesThatAreNotSupportedAreRefused) {
+    constexpr uint32_t kInvalidValue = 0x06090030;
+    Device device(file_of(send(0, 8) + recv(0, 8)));
+    EXPECT_EQ(device.write({0x1C32, 1, false}, {2, 0}), kInvalidValue); // SYNC0
+    EXPECT_EQ(device.write({0x1C32, 1, false}, {0x22, 0}), kInvalidValue);
+    EXPECT_EQ(device.write({0x1C33, 1, false}, {3, 0}), kInvalidValue);
+    EXPECT_EQ(device.write({0x1C32, 1, false}, {0, 0}), 0U);
+    EXPECT_EQ(device.write({0x1C33, 1, false}, {1, 0}), 0U);
+    EXPECT_EQ(device.write({0x1C33, 1, false}, {0x22, 0}), 0U);
+    Device clocked(file_of(send(0, 8), "", "<DC/>"));
+    EXPECT_EQ(clocked.write({0x1C32, 1, false}, {2, 0}), 0U);
+}
+
+TEST(EniSlaveObjects, CommandsMaySetAnySynchronizationType) {
+    Device device(file_of(send(0, 8), command("1C32:1", "0300")));
+    EXPECT_EQ(device.run_commands(), 0U);
+    EXPECT_EQ(device.number(0x1C32, 1), 3U);
+}
+
+// ---- sync managers that say little -------------------------------------------------------------
+
+TEST(EniSlaveObjects, SyncManagersOfTheMailboxKeepWhatTheFileLeavesOpen) {
+    Device device(file_of("<Sm0><Type>MBoxOut</Type></Sm0><Sm1><Type>MBoxIn</Type>"
+                          "<StartAddress>#x1400</StartAddress></Sm1>" +
+                          recv(0, 8)));
+    const std::vector<SyncManager> managers = sync_managers_of(device.slave());
+    ASSERT_GE(managers.size(), 2U);
+    EXPECT_EQ(managers[0].start, 4096);
+    EXPECT_EQ(managers[0].length, 128);
+    EXPECT_EQ(managers[0].control, 0x26);
+    EXPECT_EQ(managers[1].start, 0x1400);
+    EXPECT_EQ(managers[1].length, 128);
+    EXPECT_EQ(managers[1].control, 0x22);
+}
+
+TEST(EniSlaveObjects, OutputsWithoutControlByteAreOutputs) {
+    Device device(file_of("<Sm2><Type>Outputs</Type></Sm2>" + send(0, 16) + recv(0, 8)));
+    const SyncManager manager = sync_managers_of(device.slave()).at(2);
+    EXPECT_EQ(manager.control, 0x64);
+    EXPECT_EQ(manager.length, 2);
+    EXPECT_GE(manager.start, 0x1000);
+}
+
+TEST(EniSlaveObjects, AControlByteOf0IsOne) {
+    Device device(
+        file_of("<Sm3><Type>Inputs</Type><ControlByte>0</ControlByte></Sm3>" + recv(0, 8)));
+    EXPECT_EQ(sync_managers_of(device.slave()).at(3).control, 0);
+}
+
+// ---- drives -----------------------------------------------------------------------------------
+
+TEST(EniSlaveObjects, ACommandAmongTheInputsIsACommandStill) {
+    Device device(file_of(send(0, 16) + recv(0, 24) + pdo("RxPdo", "1600", entry("6040:0", 16)) +
+                              pdo("TxPdo", "1A00", entry("6041:0", 16) + entry("6060:0", 8)),
+                          command("6060:0", "08")));
+    ASSERT_EQ(device.slave().kind, SlaveKind::Drive);
+    EXPECT_EQ(device.run_commands(), 0U);
+    EXPECT_EQ(device.number(0x6060, 0), 8U);
+    EXPECT_EQ(device.write({0x6060, 0, false}, {3}, 8), 0U);
+    EXPECT_EQ(device.number(0x6060, 0), 3U);
+}
+
+// ---- files that ask for much -------------------------------------------------------------------
+
+namespace {
+
+std::string repeated(const std::string &text, size_t count) {
+    std::string all;
+    for (size_t i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+std::string slaves_file(const std::string &slave, size_t count) {
+    return "<EtherCATConfig><Config>" + repeated(slave, count) + "</Config></EtherCATConfig>";
+}
+
+} // namespace
+
+TEST(EniSlaveObjects, CommandsWithALengthAloneHave16MiBTogether) {
+    const std::string slave = "<Slave><Info/><InitCmds>" +
+                              repeated("<InitCmd><DataLength>65536</DataLength></InitCmd>", 128) +
+                              "</InitCmds></Slave>";
+    EXPECT_EQ(verdict_of(slaves_file(slave, 2)).status, 0U);
+    const EniVerdict verdict = verdict_of(slaves_file(slave, 3));
+    EXPECT_EQ(verdict.status, 32774U);
+    EXPECT_NE(verdict.text.find("Config/Slave[3]/InitCmds/InitCmd[1]/DataLength"),
+              std::string::npos)
+        << verdict.text;
+}
+
+TEST(EniSlaveObjects, CoeCommandsCountWithThem) {
+    const std::string command =
+        "<InitCmd><Index>12288</Index><DataLength>65536</DataLength></InitCmd>";
+    EXPECT_EQ(verdict_of(file_of("", repeated(command, 257))).status, 32774U);
+}
+
+TEST(EniSlaveObjects, DataWithoutPdosMayNotLieOverItselfWithoutEnd) {
+    const std::string slave = "<Slave><Info/><ProcessData><Recv><BitStart>0</BitStart><BitLength>"
+                              "32768</BitLength></Recv></ProcessData></Slave>";
+    EXPECT_EQ(verdict_of(slaves_file(slave, 128)).status, 0U); // 2,048 entries each
+    EXPECT_EQ(verdict_of(slaves_file(slave, 129)).status, 32774U);
+}
+
+TEST(EniSlaveObjects, APdoIsAssignedOnce) {
+    Device device(file_of("<Sm3><Type>Inputs</Type>" + repeated("<Pdo>#x1A00</Pdo>", 3) + "</Sm3>" +
+                          recv(0, 8) + pdo("TxPdo", "1A00", entry("6000:1", 8))));
+    EXPECT_EQ(device.slave().input_pdos.size(), 1U);
+}
+
+TEST(EniSlaveObjects, ADirectionHasAtMost1024Pdos) {
+    EXPECT_EQ(verdict_of(file_of(repeated("<TxPdo/>", 1024))).status, 0U);
+    EXPECT_EQ(verdict_of(file_of(repeated("<TxPdo/>", 1025))).status, 32827U);
+    EXPECT_EQ(verdict_of(file_of("<Sm3>" + repeated("<Pdo>1</Pdo>", 1025) + "</Sm3>")).status,
+              32827U);
+}
+
+TEST(EniSlaveObjects, OfTwoCyclicCommandsForAByteTheFirstCounts) {
+    const auto write = [](const char *code, const char *address) {
+        return std::string("<Cmd><Cmd>") + code + "</Cmd><Addr>" + address +
+               "</Addr><DataLength>1</DataLength><OutputOffs>0</OutputOffs></Cmd>";
+    };
+    Device device(
+        file_of(send(0, 8), "", "",
+                "<Cyclic><Frame>" + write("11", "256") + write("12", "512") + "</Frame></Cyclic>"));
+    EXPECT_EQ(device.slave().output_address, 256U);
+    EXPECT_TRUE(device.slave().written_only);
+}
+
 // ---- complete access --------------------------------------------------------------------------
 
 // A record of eight bits, and one of three bits and a number.

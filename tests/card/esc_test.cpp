@@ -146,6 +146,18 @@ TEST_F(EscTest, BootHasTheMailboxOfTheBootstrap) {
     EXPECT_EQ(sync_manager(0, 1), (Bytes{0x00, 0x1A, 201, 0, 0x22, 0, 1, 0}));
 }
 
+TEST_F(EscTest, StartCommandsForBootLeaveTheMailboxOfPreop) {
+    Network network = network_of({{"drive"}});
+    InitCommand command;
+    command.transitions = {{1, 3}};
+    command.command = 5;
+    command.ado = 0x0800;
+    command.data = {0x00, 0x18, 128, 0, 0x26, 0, 1, 0};
+    network.slaves[0].init_commands = {command};
+    run(network, 2);
+    EXPECT_EQ(sync_manager(0, 0), (Bytes{0x00, 0x10, 128, 0, 0x26, 0, 1, 0}));
+}
+
 TEST_F(EscTest, StartCommandsAreCarriedOut) {
     Network network = network_of({{"dio8"}});
     InitCommand command;
@@ -195,7 +207,7 @@ TEST_F(EscTest, RegistersAgreeWithTheFiles) {
                                               [](uint8_t byte) { return byte != 0; });
                 if (fixed && up && sets) {
                     EXPECT_EQ(memory(i, command.ado, command.data.size()), command.data)
-                        << command.comment;
+                        << std::hex << command.ado;
                 }
             }
             uint32_t output_bytes = 0;
@@ -233,7 +245,7 @@ TEST_F(EscTest, CyclicCommandsAgreeWithTheFmmusOfTheFiles) {
                 for (const Fmmu &fmmu : fmmus_of(slave)) {
                     if (complete && sets_fmmu(command) &&
                         command.data[11] == (fmmu.outputs ? 2 : 1)) {
-                        EXPECT_EQ(get32(command.data, 0), fmmu.logical) << command.comment;
+                        EXPECT_EQ(get32(command.data, 0), fmmu.logical) << std::hex << command.ado;
                     }
                 }
             }
@@ -334,6 +346,19 @@ TEST_F(EscTest, WritingACounterClearsItsGroupOnly) {
     EXPECT_EQ(snapshot().slaves[0].links_lost[1], 1);
 }
 
+TEST_F(EscTest, AWriteOfNothingDoesNothing) {
+    run({{"drive", 2}});
+    bus_.fault(1, "crc-errors", {0, 7});
+    const uint32_t delay = word(1, 0x0928, 4);
+    write_memory(1, 0x0301, {});
+    write_memory(1, 0x0502, {0x00, 0x02}); // not enabled: an error
+    write_memory(1, 0x0503, {});
+    write_memory(1, 0x0929, {});
+    EXPECT_EQ(word(1, 0x0300, 1), 7U);
+    EXPECT_EQ(word(1, 0x0502) & 0x4000U, 0x4000U);
+    EXPECT_EQ(word(1, 0x0928, 4), delay);
+}
+
 // ---- clocks -----------------------------------------------------------------------------------
 
 TEST_F(EscTest, TheSystemTimeMoves) {
@@ -355,6 +380,27 @@ TEST_F(EscTest, TheDifferenceHasASign) {
     EXPECT_EQ(word(0, 0x0928, 4), 0U);
     EXPECT_GT(word(1, 0x0928, 4), 0U);                 // delay
     EXPECT_GT(word(0, 0x0904, 4), word(0, 0x0900, 4)); // the frame came back later
+}
+
+TEST_F(EscTest, ReceiveTimesFollowTheWayOfAFrame) {
+    constexpr uint32_t kHop = 620;
+    Network network = network_of({{"drive", 5}}); // 0: D has 1 and 2, B has 3, C has 4
+    network.slaves[1].previous_port = 3;
+    network.slaves[3].previous_port_slave = network.slaves[4].previous_port_slave = 0;
+    network.slaves[3].previous_port = 1;
+    network.slaves[4].previous_port = 2;
+    run(network);
+    EXPECT_EQ(word(0, 0x0900, 4), 0U);
+    EXPECT_EQ(word(0, 0x090C, 4), 4 * kHop);
+    EXPECT_EQ(word(0, 0x0904, 4), 6 * kHop);
+    EXPECT_EQ(word(0, 0x0908, 4), 8 * kHop);
+    EXPECT_EQ(word(1, 0x0928, 4), kHop);
+    EXPECT_EQ(word(2, 0x0928, 4), 2 * kHop);
+    EXPECT_EQ(word(3, 0x0928, 4), 5 * kHop); // when the frame is back from D, and a cable
+    EXPECT_EQ(word(4, 0x0928, 4), 7 * kHop);
+    bus_.fault(1, "unplug", {1, 0});
+    EXPECT_EQ(word(0, 0x090C, 4), 2 * kHop);
+    EXPECT_EQ(word(3, 0x0928, 4), 3 * kHop);
 }
 
 TEST_F(EscTest, CycleTimesOfTheConfiguration) {
@@ -475,6 +521,75 @@ TEST_F(EscTest, AlControlMovesOneSlave) {
     EXPECT_EQ(bus_.slave(0).state, 8);
 }
 
+TEST_F(EscTest, TheMasterTakesASlaveThroughAllStates) {
+    Network network = network_of({{"dio8"}});
+    InitCommand command;
+    command.transitions = {{2, 4}};
+    command.command = 5;
+    command.ado = 0x0420;
+    command.data = {0x10, 0x27};
+    network.slaves[0].init_commands.push_back(command);
+    run(network, 2);
+    bus_.request_state(8);
+    const Bytes outputs = sync_manager(0, 0);
+    write_memory(0, 0x0120, {1, 0});
+    write_memory(0, 0x0420, {0, 0});
+    EXPECT_EQ(sync_manager(0, 0), kNoSyncManager);
+    bus_.request_state(8);
+    EXPECT_EQ(bus_.slave(0).state, 8);
+    EXPECT_EQ(word(0, 0x0420), 0x2710U); // the command between PREOP and SAFEOP
+    EXPECT_EQ(sync_manager(0, 0), outputs);
+}
+
+TEST_F(EscTest, TheMasterTakesASlaveOutOfBootByInit) {
+    Network network = network_of({{"drive"}});
+    network.slaves[0].mailbox_config.boot_send = {0x1800, 200};
+    network.slaves[0].mailbox_config.boot_receive = {0x1A00, 201};
+    run(network, 1);
+    write_memory(0, 0x0120, {3, 0});
+    ASSERT_EQ(bus_.slave(0).state, 3);
+    bus_.request_state(2);
+    EXPECT_EQ(bus_.slave(0).state, 2);
+    EXPECT_EQ(get16(sync_manager(0, 0), 0), 0x1000); // no longer that of the bootstrap
+}
+
+TEST_F(EscTest, TheMasterTakesASlaveIntoBootByInit) {
+    run({{"drive"}}, 1);
+    write_memory(0, 0x0120, {2, 0});
+    bus_.request_state(3);
+    EXPECT_EQ(bus_.slave(0).state, 3);
+}
+
+TEST_F(EscTest, AClearedErrorOfBootLeadsThroughAllStates) {
+    Network network = network_of({{"drive"}});
+    InitCommand command;
+    command.transitions = {{2, 4}};
+    command.command = 5;
+    command.ado = 0x0420;
+    command.data = {0x10, 0x27};
+    network.slaves[0].init_commands.push_back(command);
+    run(network);
+    write_memory(0, 0x0120, {1, 0});
+    write_memory(0, 0x0120, {3, 0});
+    write_memory(0, 0x0420, {0, 0});
+    write_memory(0, 0x0120, {8, 0});
+    EXPECT_EQ(bus_.slave(0).state, 0x13);
+    EXPECT_EQ(word(0, 0x0134), 0x0011U);
+    EXPECT_TRUE(bus_.clear_slave_error(0));
+    EXPECT_EQ(bus_.slave(0).state, 8);
+    EXPECT_EQ(word(0, 0x0420), 0x2710U);
+}
+
+TEST_F(EscTest, AnErrorInBootIsNotLeftForPreop) {
+    run({{"drive"}}, 1);
+    write_memory(0, 0x0120, {3, 0});
+    write_memory(0, 0x0120, {8, 0});
+    bus_.request_state(2);
+    EXPECT_EQ(bus_.slave(0).state, 0x13);
+    bus_.request_state(1); // acknowledges it
+    EXPECT_EQ(bus_.slave(0).state, 1);
+}
+
 TEST_F(EscTest, AlControlRefusesAJump) {
     run({{"dio8"}}, 2);
     write_memory(0, 0x0120, {8, 0});
@@ -540,6 +655,45 @@ TEST_F(EscTest, TheEepromIsNotWrittenBeyondItsEnd) {
     EXPECT_EQ(word(0, 0x0502) & 0x2000U, 0x2000U);
     write_memory(0, 0x0502, {0x00, 0x01, 0xFF, 0xFF, 0xFF, 0xFF});
     EXPECT_EQ(word(0, 0x0508, 4), 0xFFFFFFFFU);
+}
+
+TEST_F(EscTest, AWrongChecksumShowsUntilTheEepromIsLoadedAgain) {
+    run({{"dio8"}});
+    write_eeprom(0, 4, {0x39, 0x05});
+    restart();
+    write_memory(0, 0x0502, {0x00, 0x01}); // a read does not end it
+    EXPECT_EQ(word(0, 0x0502) & 0x1800U, 0x1800U);
+    write_eeprom(0, 4, {0, 0});
+    EXPECT_EQ(word(0, 0x0502) & 0x1800U, 0x1800U);
+    write_memory(0, 0x0502, {0x00, 0x04});
+    EXPECT_EQ(word(0, 0x0502), 0x0040U);
+}
+
+TEST_F(EscTest, IdentityChecksOfStartCommandsLeaveTheChecksumError) {
+    Network network = network_of({{"dio8"}});
+    InitCommand command;
+    command.transitions = {{1, 2}};
+    command.command = 2;
+    command.ado = 0x0502;
+    command.data = {0x00, 0x01, 0x08, 0, 0, 0};
+    network.slaves[0].init_commands.push_back(command);
+    run(network, 2);
+    write_eeprom(0, 4, {0x39, 0x05});
+    run(network, 2);
+    EXPECT_EQ(word(0, 0x0502) & 0x1800U, 0x1800U);
+}
+
+TEST_F(EscTest, LoadingTheEepromAgainLeavesTheAlias) {
+    run({{"dio8"}});
+    std::vector<uint8_t> image = eeprom(0);
+    image[8] = 0x39;
+    write_eeprom(0, 4, {0x39, 0});
+    write_eeprom(0, 7, {sii_checksum(image), 0});
+    write_memory(0, 0x0502, {0x00, 0x04});
+    EXPECT_EQ(word(0, 0x0502), 0x0040U);
+    EXPECT_EQ(word(0, 0x0012), 0U); // from the next power-up on
+    restart();
+    EXPECT_EQ(word(0, 0x0012), 0x0039U);
 }
 
 } // namespace

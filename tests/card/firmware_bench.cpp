@@ -1,6 +1,7 @@
 #include "card/firmware_bench.h"
 
 #include "base/card_memory.h"
+#include "support/process.h"
 
 #include <algorithm>
 #include <chrono>
@@ -16,7 +17,7 @@ namespace {
 
 constexpr size_t kTotal = 0x1000 + 0x1000 + 0x800000;
 constexpr std::align_val_t kPage{0x1000}; // as a recorder of accesses needs it
-constexpr auto kLimit = std::chrono::seconds(10);
+constexpr auto kLimit = kPatience;
 
 } // namespace
 

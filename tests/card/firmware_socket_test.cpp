@@ -1,6 +1,7 @@
 // The card's end of the socket channel: echo, log, refusals, a host that does not read.
 #include "base/card_memory.h"
 #include "card/firmware_bench.h"
+#include "support/process.h"
 #include "tarn_vcard/records.h"
 
 #include <gmock/gmock.h>
@@ -222,11 +223,10 @@ TEST_P(SocketTest, MessagesOutliveAResetOfTheCard) {
     bench.serve();
     bench.firmware().faults().stop_draining = false;
     std::optional<Message> message;
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!message && std::chrono::steady_clock::now() < end) {
+    ASSERT_TRUE(test::eventually([&] {
         message = fetch();
-    }
-    ASSERT_TRUE(message.has_value());
+        return message.has_value();
+    }));
     EXPECT_EQ(message->parameter, 3u);
 }
 

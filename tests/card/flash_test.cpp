@@ -147,11 +147,10 @@ TEST_F(BoardFlash, MoreDataThanAskedGives80002AndIsNotCopied) {
 
 TEST_F(BoardFlash, LostReplyGives80003) {
     uint8_t byte = 0;
-    BoardSetTimeout(handle_, 200);
-    firmware().faults().drop_replies = 3;
-    EXPECT_EQ(BoardFlashErase(handle_, 0, 4096), 80003U);
-    EXPECT_EQ(BoardFlashRead(handle_, 0, 1, &byte), 80003U);
-    EXPECT_EQ(BoardFlashWrite(handle_, 0, "x"), 80003U);
+    BoardSetTimeout(handle_, 50);
+    expect_loses_its_reply([this] { return BoardFlashErase(handle_, 0, 4096); });
+    expect_loses_its_reply([&] { return BoardFlashRead(handle_, 0, 1, &byte); });
+    expect_loses_its_reply([this] { return BoardFlashWrite(handle_, 0, "x"); });
 }
 
 TEST_F(BoardFlash, NoFreeSlotGives80001) {

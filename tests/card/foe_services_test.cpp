@@ -74,6 +74,19 @@ TEST_F(FoeServices, AnotherSlaveInTheSamePlaceHasFilesOfItsOwn) {
     EXPECT_EQ(foe_read(kDrive, "file"), 32848U);
 }
 
+TEST_F(FoeServices, ASlaveThatComesBackHasItsFilesStill) {
+    expect_kept(kDrive, "file", {1, 2});
+    bench_.ask(kStop);
+    tarn::vcard::MakeEniOptions options;
+    options.slaves = {{"ai2"}};
+    start(tarn::vcard::make_eni(options));
+    EXPECT_EQ(foe_read(kDrive, "device.txt"), 0U); // of the one in its place
+    bench_.ask(kStop);
+    start();
+    ASSERT_EQ(foe_read(kDrive, "file"), 0U);
+    EXPECT_EQ(card_file(), (Bytes{1, 2}));
+}
+
 TEST_F(FoeServices, NamesOf127CharactersAreNames) {
     expect_kept(kDrive, std::string(127, 'n'), {7});
 }
@@ -301,19 +314,6 @@ TEST_F(FoeServices, CleanUpEndsATransferUnderWay) {
 // ---- the slave's side
 // -----------------------------------------------------------------------------
 
-TEST(SlaveFiles, TheRightPasswordOpensProtectedFiles) {
-    using namespace tarn::vcard;
-    SlaveFiles files;
-    const SlaveConfig config;
-    const FoeSlave slave{0, config, 8};
-    SlaveFiles::Content content;
-    EXPECT_EQ(files.read(slave, "service.dat", 1, content), FoeAnswer::NoRights);
-    EXPECT_EQ(files.read(slave, "service.dat", SlaveFiles::kPassword, content), FoeAnswer::Done);
-    const auto other = std::make_shared<const FileContent>(FileContent{1});
-    EXPECT_EQ(files.write(slave, "service.dat", SlaveFiles::kPassword, other), FoeAnswer::Done);
-    EXPECT_EQ(files.read(slave, "service.dat", 0, content), FoeAnswer::NoRights); // still
-}
-
 TEST(SlaveFiles, ASlaveKeeps32Files) {
     using namespace tarn::vcard;
     SlaveFiles files;
@@ -321,10 +321,10 @@ TEST(SlaveFiles, ASlaveKeeps32Files) {
     const FoeSlave slave{0, config, 8};
     const auto content = std::make_shared<const FileContent>(FileContent{1});
     for (int i = 3; i < 32; ++i) { // three are there at first
-        EXPECT_EQ(files.write(slave, std::to_string(i), 0, content), FoeAnswer::Done);
+        EXPECT_EQ(files.write(slave, std::to_string(i), content), FoeAnswer::Done);
     }
-    EXPECT_EQ(files.write(slave, "one more", 0, content), FoeAnswer::DiskFull);
-    EXPECT_EQ(files.write(slave, "3", 0, content), FoeAnswer::Done);
+    EXPECT_EQ(files.write(slave, "one more", content), FoeAnswer::DiskFull);
+    EXPECT_EQ(files.write(slave, "3", content), FoeAnswer::Done);
 }
 
 TEST(SlaveFiles, AllSlavesTogetherKeep256MiB) {
@@ -334,7 +334,7 @@ TEST(SlaveFiles, AllSlavesTogetherKeep256MiB) {
     // The same bytes each time: they count for each slave.
     const auto content = std::make_shared<const FileContent>(FileContent(25U << 20));
     uint32_t slave = 0;
-    while (files.write({slave, config, 8}, "large", 0, content) == FoeAnswer::Done) {
+    while (files.write({slave, config, 8}, "large", content) == FoeAnswer::Done) {
         ++slave;
     }
     EXPECT_EQ(slave, 10U);

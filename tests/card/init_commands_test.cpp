@@ -1,11 +1,10 @@
 // The CoE start commands of a configuration file: when they run and what becomes of a slave that
 // refuses one.
 #include "card/mailbox_fixture.h"
+#include "support/process.h"
 #include "vcard/bus/network.h"
 
 #include <gmock/gmock.h>
-
-#include <thread>
 
 using namespace tarn::test;
 
@@ -165,10 +164,10 @@ TEST_F(InitCommands, TheLogTellsOfAFailureWhenAnErrorIsClearedByItself) {
     ASSERT_EQ(bench_.ask(kAutoClear, bytes_of<uint32_t>(1)).status, 0U);
     fault(kDrive, "mailbox-silent");
     fault(kDrive, "safeop-error");
-    while (!bench_.logged("start command 0x3000:01 at SO got no answer")) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(eventually([this] {
         bench_.serve();
-    }
+        return bench_.logged("start command 0x3000:01 at SO got no answer");
+    }));
     EXPECT_EQ(state(kDrive), 0x14);
 }
 

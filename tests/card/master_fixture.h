@@ -6,6 +6,7 @@
 #include "layout/shared_memory_map.h"
 #include "pci_tarn/pci_tarn.h"
 #include "support/capture.h"
+#include "support/process.h"
 #include "support/seen_requests.h"
 #include "support/virtual_card.h"
 #include "vcard/bus/make_eni.h"
@@ -69,6 +70,12 @@ class MasterTest : public testing::Test {
         firmware().faults().status_code = static_cast<uint32_t>(code);
         firmware().faults().status = status;
         firmware().faults().status_count = count;
+    }
+
+    // Until the card has lost the replies that it is told to lose: one that is busy may take the
+    // request after its time-out.
+    bool has_lost_replies() {
+        return eventually([this] { return firmware().faults().drop_replies == 0; });
     }
 
     std::vector<uint16_t> seen_codes() { return test::seen_codes(firmware()); }

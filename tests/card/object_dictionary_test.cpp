@@ -13,7 +13,6 @@
 #include <fstream>
 #include <set>
 #include <sstream>
-#include <thread>
 
 using namespace tarn::test;
 using namespace tarn::vcard;
@@ -53,9 +52,7 @@ class ObjectDictionaryTest : public MailboxTest {
 
     template <typename Condition>
     static void wait_for(Condition condition) {
-        while (!condition()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        EXPECT_TRUE(eventually(condition));
     }
 };
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/card_environment.h"
+#include "support/process.h"
 #include "vcard/host/driver_node_win32.h"
 
 #include <windows.h>
@@ -22,7 +23,7 @@ class RawCard {
     explicit RawCard(std::span<const uint32_t> bar_sizes = kRawBarSizes)
         : node_(vcard::driver_node_paths().at(0)) {
         enter_card_environment({}, 0x0001000000000004);
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        const auto end = std::chrono::steady_clock::now() + kPatience;
         while (!node_.attach(bar_sizes)) {
             if (std::chrono::steady_clock::now() > end) {
                 throw std::runtime_error("another process is the card");
@@ -45,7 +46,7 @@ class RawCard {
     }
     vcard::FirmwareEvent next_event() {
         vcard::FirmwareEvent event = {};
-        if (WaitForSingleObject(node_.event(), 20000) != WAIT_OBJECT_0 ||
+        if (WaitForSingleObject(node_.event(), 60000) != WAIT_OBJECT_0 ||
             !node_.next_event(event)) {
             throw std::runtime_error("no event comes");
         }

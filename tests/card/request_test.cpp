@@ -136,6 +136,8 @@ TEST_F(Requests, ReplyThatNeverComesGives80003AndTheNextRequestWorks) {
     EcatSetTimeout(handle_, 60);
     firmware().faults().drop_replies = 1;
     EXPECT_EQ(EcatRunCommand(handle_, nullptr, 0, nullptr, nullptr), 80003U);
+    EXPECT_TRUE(has_lost_replies());
+    EcatSetTimeout(handle_, 20000);
     EXPECT_EQ(EcatRunCommand(handle_, nullptr, 0, nullptr, nullptr), 32772U);
 }
 
@@ -145,7 +147,7 @@ TEST_F(Requests, LateReplyIsDroppedByTheNextRequest) {
     firmware().faults().delay_ms = 30;
     EXPECT_EQ(EcatRunCommand(handle_, nullptr, 0, nullptr, nullptr), 80003U);
     firmware().faults().delay_ms = 0;
-    EcatSetTimeout(handle_, 5000);
+    EcatSetTimeout(handle_, 20000);
     const uint8_t data = 1;
     EXPECT_EQ(EcatRunCommand(handle_, &data, 1, nullptr, nullptr), 32772U);
     EXPECT_EQ(firmware().seen().size(), 2U);

@@ -3,6 +3,7 @@
 
 #include "base/lock_guard.h"
 #include "handle/ecat_handle.h"
+#include "support/process.h"
 
 #include <chrono>
 #include <functional>
@@ -272,9 +273,7 @@ TEST_F(ServiceRequests, OthersOnTheSecondaryMailboxWaitUntilFoeHasCleanedUp) {
     firmware().faults().delay_ms = 5; // so that there is time to come in between
     std::future<void> foe =
         std::async(std::launch::async, [&] { EcatFoEWrite(handle_, 2, path, "app.efw"); });
-    while (firmware().seen().empty()) {
-        std::this_thread::yield();
-    }
+    EXPECT_TRUE(eventually([this] { return !firmware().seen().empty(); }));
     uint32_t length = sizeof buffer;
     EcatGetLastError(handle_, buffer, length, &length);
     foe.get();

@@ -136,4 +136,93 @@ TEST_F(Socket, AFetchThatTimesOutLeavesTheWayFree) {
     EXPECT_EQ(type, 42u);
 }
 
+// ---- rings that cannot be ---------------------------------------------------------------------
+
+// Descriptor words as a card with broken firmware would have them.
+class SocketPlace : public Socket {
+  protected:
+    enum Word : uint32_t { kPointers, kSlots, kSize, kMask }; // of a descriptor
+    static constexpr uint32_t kIn = 17;
+    static constexpr uint32_t kOut = 21;
+    static constexpr uint32_t kAreaBytes = 0x1FFC00; // from one channel's area to the next
+
+    void reopen_with(uint32_t ring, Word word, uint32_t value) {
+        poke<uint32_t>(area() + (ring + word) * 4, value);
+        EcatClose(handle_);
+        handle_ = nullptr;
+        ASSERT_EQ(EcatOpen(&handle_, "ID0", 0), 0u);
+    }
+    uint32_t slots_of(uint32_t ring) { return peek<uint32_t>(area() + (ring + kSlots) * 4); }
+    void expect_no_post() {
+        EXPECT_EQ(handle_->socket.out.pointers, nullptr);
+        EXPECT_EQ(post(1), 80006u);
+        EXPECT_NE(handle_->socket.in.pointers, nullptr);
+    }
+    void expect_no_fetch() {
+        uint32_t type = 0xCCCCCCCC;
+        EXPECT_EQ(handle_->socket.in.pointers, nullptr);
+        EXPECT_EQ(fetch(&type), 80006u);
+        EXPECT_EQ(type, 0xCCCCCCCC);
+        EXPECT_EQ(post(1), 0u);
+    }
+};
+
+TEST_F(SocketPlace, CountersOutsideTheAreaAreNoRing) {
+    reopen_with(kOut, kPointers, kAreaBytes - 4);
+    expect_no_post();
+}
+
+TEST_F(SocketPlace, SlotsOutsideTheAreaAreNoRing) {
+    reopen_with(kOut, kSlots, 0xFFFFFFF0);
+    expect_no_post();
+}
+
+TEST_F(SocketPlace, ALastSlotThatLeavesTheAreaIsNoRing) {
+    reopen_with(kOut, kMask, 0xFFFFFFFF);
+    expect_no_post();
+}
+
+TEST_F(SocketPlace, APieceThatWouldLeaveTheAreaIsNoRing) {
+    reopen_with(kOut, kSlots, kAreaBytes - 15 * 1040 - 1039);
+    expect_no_post();
+}
+
+TEST_F(SocketPlace, ARingMayEndWithTheArea) {
+    reopen_with(kOut, kSlots, kAreaBytes - 16 * 1040);
+    EXPECT_NE(handle_->socket.out.pointers, nullptr);
+    EXPECT_EQ(post(1), 0u);
+}
+
+TEST_F(SocketPlace, SmallSlotsAtTheEndAreTooSmallForAPiece) {
+    reopen_with(kOut, kSlots, kAreaBytes - 16 * 64);
+    reopen_with(kOut, kSize, 64);
+    expect_no_post();
+}
+
+TEST_F(SocketPlace, SlotsWithoutRoomForAHeaderAreNoRing) {
+    reopen_with(kOut, kSize, 15);
+    expect_no_post();
+}
+
+TEST_F(SocketPlace, FetchesKeepToTheAreaToo) {
+    reopen_with(kIn, kPointers, 0xFFFFFFFC);
+    expect_no_fetch();
+}
+
+TEST_F(SocketPlace, SlotsToFetchFromThatLeaveTheAreaAreNoRing) {
+    reopen_with(kIn, kSize, 0x80000000);
+    expect_no_fetch();
+}
+
+TEST_F(SocketPlace, SlotsToFetchFromWithoutAHeaderAreNoRing) {
+    reopen_with(kIn, kSize, 0);
+    expect_no_fetch();
+}
+
+TEST_F(SocketPlace, TheMailboxesDoNotMind) {
+    reopen_with(kOut, kSlots, 0xFFFFFFF0);
+    uint8_t state = 0;
+    EXPECT_EQ(EcatGetMasterState(handle_, &state), 0u);
+}
+
 } // namespace

@@ -440,6 +440,7 @@ TEST_F(States, NothingIsTriedTwice) {
     lose_next_reply();
     uint32_t value = 0;
     EXPECT_EQ(EcatGetSlaveVendorID(handle_, 0, &value), 80003u);
+    EXPECT_TRUE(has_lost_replies());
     EXPECT_EQ(seen_codes(), (std::vector<uint16_t>{24}));
 }
 
@@ -594,7 +595,7 @@ TEST_F(States, FullRingEndsInItsOwnStatus) {
     EXPECT_EQ(EcatGetMasterState(handle_, &state), 80003u);
     EXPECT_EQ(EcatGetMasterState(handle_, &state), 80001u);
     firmware().faults().stop_draining = false;
-    EXPECT_EQ(EcatSetTimeout(handle_, 5000), 0u);
+    EXPECT_EQ(EcatSetTimeout(handle_, 20000), 0u);
     EXPECT_EQ(EcatGetMasterState(handle_, &state), 0u);
     EXPECT_EQ(state, ECAT_STATE_OP);
 }

@@ -20,7 +20,7 @@ using test::words;
 
 namespace {
 
-constexpr DWORD kPatience = 20000;
+constexpr DWORD kPatience = 60000;
 constexpr DWORD kShort = 20;
 
 // ---- who is the card -------------------------------------------------------------------------

@@ -257,7 +257,6 @@ TEST(WholeBus, RingsOfEveryGeometryAnswerAcrossTheWrapOfTheirCounters) {
     for (const char *name : {"ID0", "ID1", "ID2"}) {
         SCOPED_TRACE(name);
         const Channel channel(name);
-        EcatSetTimeout(channel, 2000);
         // The 16-bit sequence comes round once and meets its first value again.
         const bool few = under_thread_sanitizer() ||
                          (test::system_calls_are_slow() && name != std::string("ID1"));

@@ -13,13 +13,18 @@ class Examples : public TarnWithCard {
         return run_program(program_path("example-" + name), arguments, options());
     }
 
-    // Eight bytes of outputs come back as inputs: the digital slaves lie first.
+    // Eight bytes of outputs come back as inputs: the digital slaves lie first. When the machine is
+    // busy the bus may miss the last of them.
     void expect_first_light(const std::string &name) {
         EXPECT_EQ(vcard("make-eni -o io.xml --slave dio8:8").status, 0);
-        const ProcessResult result = run(name, {"io.xml", "tarn1"});
+        const std::string last = "wrote 0a, read 0a 0a 0a 0a 0a 0a 0a 0a\n";
+        ProcessResult result;
+        EXPECT_TRUE(eventually([&] {
+            result = run(name, {"io.xml", "tarn1"});
+            return result.status != 0 || result.out.find(last) != std::string::npos;
+        })) << result.out;
         EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_THAT(result.out, AllOf(HasSubstr("starting 100 %"),
-                                      HasSubstr("wrote 0a, read 0a 0a 0a 0a 0a 0a 0a 0a\n")));
+        EXPECT_THAT(result.out, HasSubstr("starting 100 %"));
         EXPECT_TRUE(json("status --board tarn1")["running"].is_false());
     }
     void expect_failures_are_told(const std::string &name) {
@@ -64,6 +69,20 @@ class AxisExample : public Examples {
     ProcessResult move(const std::string &options) const {
         return run("axis-cpp", arguments(options));
     }
+    // The same until the axis got that far: when the machine is busy a short move may be over
+    // before it has begun.
+    ProcessResult move_until(const std::string &options, const std::string &recording,
+                             double position) const {
+        ProcessResult result;
+        EXPECT_TRUE(eventually([&] {
+            result = move(options);
+            return result.status != 0 || highest(column(recording, 2)) > position;
+        })) << result.out;
+        return result;
+    }
+    static double highest(const std::vector<double> &values) {
+        return values.empty() ? 0 : *std::max_element(values.begin(), values.end());
+    }
     // A move that is under way soon and does not end.
     static constexpr char kLongMove[] = "--mode direct --seconds 600 --distance 10000000";
     // Whether the axis of a program that runs has left its first position.
@@ -93,17 +112,15 @@ class AxisExample : public Examples {
 };
 
 TEST_F(AxisExample, MovesThereAndBackAndRecordsIt) {
-    const ProcessResult result = move("--mode direct --seconds 0.6 --distance 3000");
+    const ProcessResult result =
+        move_until("--mode direct --seconds 0.6 --distance 3000", "axis.csv", 100);
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("moved there and back after "));
     EXPECT_THAT(read_file("axis.csv"),
                 testing::StartsWith("time_s,target_inc,position_inc,jitter_us,missed_cycles\n0."));
     const std::vector<double> targets = column("axis.csv", 1);
-    const std::vector<double> positions = column("axis.csv", 2);
-    ASSERT_GT(targets.size(), 10U);
-    EXPECT_GT(*std::max_element(targets.begin(), targets.end()), 100);
-    EXPECT_LE(*std::max_element(targets.begin(), targets.end()), 3000);
-    EXPECT_GT(*std::max_element(positions.begin(), positions.end()), 100);
+    EXPECT_GT(highest(targets), 100);
+    EXPECT_LE(highest(targets), 3000);
     EXPECT_TRUE(json("status")["running"].is_false());
 }
 
@@ -113,15 +130,15 @@ TEST_F(AxisExample, RunsInEachMode) {
         if (mode == "cycle" && !granted) {
             continue;
         }
-        const ProcessResult result = move("--seconds 0.3 --csv " + mode + ".csv --mode " + mode);
+        const std::string recording = mode + ".csv";
+        const ProcessResult result =
+            move_until("--seconds 0.3 --csv " + recording + " --mode " + mode, recording, 1);
         EXPECT_EQ(result.status, 0) << result.err;
-        const std::vector<double> positions = column(mode + ".csv", 2);
-        EXPECT_GT(*std::max_element(positions.begin(), positions.end()), 1) << mode;
     }
 }
 
 TEST_F(AxisExample, TheRecordingIsDrawn) {
-    ASSERT_EQ(move("--mode manual --seconds 0.2").status, 0);
+    ASSERT_EQ(move_until("--mode manual --seconds 0.2", "axis.csv", 1).status, 0);
     out("plot axis.csv");
     EXPECT_THAT(read_file("axis.svg"), AllOf(HasSubstr(">target<"), HasSubstr("</svg>")));
 }
@@ -131,7 +148,7 @@ TEST_F(AxisExample, CtrlCStopsTheAxisAndTheBus) {
     ASSERT_TRUE(moves_soon());
     moving.send_signal(Signal::kInterrupt);
     ProcessResult result;
-    ASSERT_TRUE(moving.wait(std::chrono::seconds(30), &result));
+    ASSERT_TRUE(moving.wait(kPatience, &result));
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("interrupted after "));
     EXPECT_TRUE(json("status")["running"].is_false());
@@ -143,7 +160,7 @@ TEST_F(AxisExample, ADriveThatFallsOutIsTold) {
     ASSERT_TRUE(moves_soon());
     EXPECT_EQ(vcard("fault al-status 1 0x1b").status, 0);
     ProcessResult result;
-    ASSERT_TRUE(moving.wait(std::chrono::seconds(30), &result));
+    ASSERT_TRUE(moving.wait(kPatience, &result));
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("the drive"));
     EXPECT_TRUE(json("status")["running"].is_false());
@@ -157,6 +174,12 @@ TEST_F(AxisExample, NonsenseIsRefused) {
         EXPECT_THAT(result.err, HasSubstr("usage: ")) << options;
     }
     EXPECT_EQ(run("axis-cpp", {}).status, 2);
+}
+
+TEST_F(AxisExample, HelpIsNoError) {
+    const ProcessResult result = run("axis-cpp", {"--help"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, HasSubstr("usage: "));
 }
 
 TEST_F(AxisExample, TellsFailures) {

@@ -337,9 +337,19 @@ TEST_F(TarnBoardIo, ClockIsSet) {
 }
 
 TEST_F(TarnBoardIo, HeartbeatShowsAllCounters) {
-    EXPECT_THAT(out("board heartbeat --during-ms 100"),
+    // A firmware that is kept waiting for so long by a busy machine counts nothing.
+    ProcessResult text;
+    EXPECT_TRUE(eventually([&] {
+        text = tarn("board heartbeat --during-ms 100");
+        return text.status == 0;
+    }));
+    EXPECT_THAT(text.out,
                 AllOf(StartsWith("The firmware is alive\nCounter  Value"), HasSubstr("\n3  ")));
-    const JsonDocument life = json("board heartbeat --during-ms 100");
+    EXPECT_TRUE(eventually([&] {
+        text = tarn("board heartbeat --during-ms 100 --json");
+        return text.status == 0;
+    }));
+    const JsonDocument life(text.out);
     EXPECT_TRUE(life["alive"].is_true());
     EXPECT_TRUE(life["counting"].is_true());
     ASSERT_EQ(life["heartbeat"].size(), 4);
@@ -390,7 +400,7 @@ TEST_F(TarnBoardIo, WatchShowsWhatChanges) {
     EXPECT_TRUE(watch.wait_for_output("inputs   0x00000040"));
     watch.send_signal(Signal::kInterrupt);
     ProcessResult result;
-    ASSERT_TRUE(watch.wait(std::chrono::seconds(20), &result));
+    ASSERT_TRUE(watch.wait(kPatience, &result));
     EXPECT_EQ(result.status, 0);
 }
 
@@ -400,7 +410,7 @@ TEST_F(TarnBoardIo, InterruptedWatchStillEndsItsJson) {
     ASSERT_TRUE(watch.wait_for_output("\"latches\""));
     watch.send_signal(Signal::kInterrupt);
     ProcessResult result;
-    ASSERT_TRUE(watch.wait(std::chrono::seconds(20), &result));
+    ASSERT_TRUE(watch.wait(kPatience, &result));
     EXPECT_EQ(result.status, 0);
     EXPECT_TRUE(JsonDocument(result.out).is_array());
 }

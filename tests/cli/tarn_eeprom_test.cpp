@@ -296,6 +296,118 @@ TEST_F(TarnEeprom, EveryBackupIsKept) {
     EXPECT_TRUE(fs::exists(file("mine.bin")));
 }
 
+// An image whose second and last pieces differ from what slave 1 has, as "wanted.bin"; the first of
+// them is confirmed and not written.
+class TarnEepromDamage : public TarnEeprom {
+  protected:
+    TarnEepromDamage() {
+        out("eeprom read 1 -o before.bin");
+        std::string image = read_file("before.bin");
+        image[64 + 10] = static_cast<char>(image[64 + 10] ^ 0x55);
+        image.back() = static_cast<char>(image.back() ^ 0x55);
+        write_file("wanted.bin", image);
+    }
+    void lose_a_write() const {
+        EXPECT_EQ(vcard("fault status 0 --command 30 --count 1").status, 0);
+    }
+    // What the tool asks the card for up to the read-back: the header, all of it in pieces, and two
+    // writes.
+    size_t requests_to_write() const {
+        return 1 + (read_file("before.bin").size() + 511) / 512 + 2;
+    }
+    std::string now() const {
+        out("eeprom read 1 -o now.bin");
+        return read_file("now.bin");
+    }
+};
+
+TEST_F(TarnEepromDamage, ImageThatIsNotKeptIsTold) {
+    lose_a_write();
+    const ProcessResult result = tarn("eeprom write 1 wanted.bin --force");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("at byte 0x0004a the EEPROM reads 0x"),
+                                  HasSubstr("do not switch the slave off"),
+                                  HasSubstr("tarn eeprom write 1 eeprom-slave1.bin --force")));
+    EXPECT_EQ(now().back(), read_file("wanted.bin").back()); // half written
+    out("eeprom write 1 eeprom-slave1.bin --force");
+    EXPECT_TRUE(now() == read_file("before.bin"));
+}
+
+TEST_F(TarnEepromDamage, ImageThatIsNotKeptIsRolledBack) {
+    lose_a_write();
+    const ProcessResult result = tarn("eeprom write 1 wanted.bin --force --rollback");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("at byte 0x0004a the EEPROM reads 0x"),
+                                  HasSubstr("what was there before has been written back")));
+    EXPECT_TRUE(now() == read_file("before.bin"));
+    EXPECT_TRUE(read_file("eeprom-slave1.bin") == read_file("before.bin"));
+}
+
+TEST_F(TarnEepromDamage, ImageThatIsNotTakenIsRolledBack) {
+    out("eeprom write 1 wanted.bin --force");
+    EXPECT_EQ(vcard("fault status 32825 --command 30 --count 1").status, 0);
+    const ProcessResult result = tarn("eeprom write 1 before.bin --force --rollback");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("(32825)"), HasSubstr("has been written back")));
+    EXPECT_TRUE(now() == read_file("wanted.bin"));
+}
+
+TEST_F(TarnEepromDamage, FailedReadBackIsTold) {
+    EXPECT_EQ(vcard("fault stop-after " + std::to_string(requests_to_write())).status, 0);
+    const ProcessResult result = tarn("eeprom write 1 wanted.bin --force --timeout 1000");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("cannot read the EEPROM of slave 1 at word 0x0000"),
+                                  HasSubstr("do not switch the slave off"),
+                                  HasSubstr("tarn eeprom write 1 eeprom-slave1.bin --force")));
+    EXPECT_EQ(vcard("fault stop-draining off").status, 0);
+    EXPECT_TRUE(now() == read_file("wanted.bin"));
+}
+
+TEST_F(TarnEepromDamage, RollbackThatFailsIsTold) {
+    EXPECT_EQ(vcard("fault stop-after " + std::to_string(requests_to_write())).status, 0);
+    const ProcessResult result =
+        tarn("eeprom write 1 wanted.bin --force --rollback --timeout 1000");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("writing back what was there failed, too: cannot read"),
+                                  HasSubstr("tarn eeprom write 1 eeprom-slave1.bin --force")));
+}
+
+TEST_F(TarnEeprom, ImageThatIsTooLargeIsRefused) {
+    const int size = static_cast<int>(json("eeprom read 1")["length"].number());
+    std::string image = good_image().set(0x3E, 1023).sign().bytes();
+    image.resize(131072, '\xFF');
+    write_file("large.bin", image);
+    expect_failure("eeprom write 1 large.bin", "the image has 131072 bytes, and the EEPROM of "
+                                               "slave 1 has " +
+                                                   std::to_string(size) + "; nothing was written");
+}
+
+TEST_F(TarnEeprom, BackupIsNotTheImageToWrite) {
+    out("eeprom read 1 -o mine.bin");
+    expect_usage_error("eeprom write 1 mine.bin --backup ./mine.bin",
+                       "the backup would replace the image");
+}
+
+TEST_F(TarnEepromDamage, CtrlCDoesNotLeaveAHalfWrittenEeprom) {
+    std::string image = read_file("before.bin");
+    for (size_t i = 128; i < image.size(); ++i) { // the header tells the size
+        image[i] = static_cast<char>(image[i] ^ 0x55);
+    }
+    write_file("other.bin", image);
+    EXPECT_EQ(vcard("fault delay 100").status, 0); // so that it lasts
+    BackgroundProcess write(program_path("tarn"), words("eeprom write 1 other.bin --force"),
+                            options());
+    ASSERT_TRUE(eventually([&] { return write.err().find("writing") != std::string::npos; }));
+    write.send_signal(Signal::kInterrupt);
+    ASSERT_TRUE(eventually([&] { return write.err().find("Ctrl-C") != std::string::npos; }));
+    ProcessResult result;
+    ASSERT_TRUE(write.wait(kPatience, &result));
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("written to its end"));
+    EXPECT_EQ(vcard("fault delay 0").status, 0);
+    EXPECT_TRUE(now() == image);
+}
+
 TEST_F(TarnEeprom, ImageOfAnotherSlaveIsRefused) {
     out("eeprom read 2 -o slave2.bin");
     expect_failure("eeprom write 1 slave2.bin", "--force writes it all the same");

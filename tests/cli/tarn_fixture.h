@@ -99,6 +99,22 @@ class TarnTool : public testing::Test {
         return JsonDocument(out(arguments + " --json"));
     }
 
+    // The document of a command, asked for until it is as wanted: what happens within a given time
+    // may be nothing when the machine is busy.
+    template <typename Wanted>
+    JsonDocument json_when(const std::string &arguments, Wanted wanted) const {
+        JsonDocument document = json(arguments);
+        EXPECT_TRUE(eventually([&] {
+            if (wanted(document)) {
+                return true;
+            }
+            document = json(arguments);
+            return false;
+        })) << "tarn "
+            << arguments;
+        return document;
+    }
+
     // A failure or a usage error with this text on standard error; with --json the document on
     // standard output carries an error as well.
     void expect_end(const std::string &arguments, int status, const std::string &text) const {

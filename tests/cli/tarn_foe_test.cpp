@@ -160,6 +160,56 @@ TEST_F(TarnFoe, LongWaitIsShown) {
     vcard("fault none 1");
 }
 
+// Several pieces between here and the card, each of which takes its time.
+class TarnFoeSlowCard : public TarnFoe {
+  protected:
+    TarnFoeSlowCard() {
+        write_file("long.bin", std::string(500'000, 'x'));
+        out("foe write 1 long.bin");
+    }
+    static void wait_for(BackgroundProcess &process, const std::string &text) {
+        EXPECT_TRUE(eventually([&] { return process.err().find(text) != std::string::npos; }))
+            << process.err();
+    }
+};
+
+TEST_F(TarnFoeSlowCard, ShowsHowMuchTheCardHas) {
+    EXPECT_EQ(vcard("fault delay 700").status, 0);
+    EXPECT_EQ(vcard("fault foe-busy 1").status, 0);
+    BackgroundProcess write(program_path("tarn"), words("foe write 1 long.bin"), options());
+    wait_for(write, " %, ");
+    wait_for(write, " KiB on the card");
+    wait_for(write, "all on the card, which gives it to the slave");
+    EXPECT_EQ(vcard("fault clear").status, 0);
+    EXPECT_EQ(vcard("fault none 1").status, 0);
+}
+
+TEST_F(TarnFoeSlowCard, GivesItsProgressAsEvents) {
+    EXPECT_EQ(vcard("fault delay 700").status, 0);
+    const ProcessResult result = tarn("foe write 1 long.bin --json");
+    EXPECT_EQ(result.status, 0);
+    const JsonDocument event(result.err.substr(0, result.err.find('\n')));
+    EXPECT_EQ(event["event"].text(), "progress");
+    EXPECT_EQ(event["stage"].text(), "card");
+    EXPECT_GE(event["fraction"].number(), 0);
+    EXPECT_LT(event["fraction"].number(), 1);
+    EXPECT_GE(event["bytes"].number(), 0);
+    EXPECT_LE(event["bytes"].number(), 500'000);
+}
+
+TEST_F(TarnFoeSlowCard, ShowsHowMuchIsHere) {
+    EXPECT_EQ(vcard("fault delay 3000").status, 0);
+    BackgroundProcess read(program_path("tarn"), words("foe read 1 long.bin -o back.bin"),
+                           options());
+    wait_for(read, "the card fetches it from the slave");
+    EXPECT_EQ(vcard("fault delay 700").status, 0);
+    wait_for(read, " KiB here");
+    ProcessResult result;
+    ASSERT_TRUE(read.wait(std::chrono::seconds(60), &result));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(read_file("back.bin") == read_file("long.bin"));
+}
+
 TEST_F(TarnFoe, DeafCardEndsWithTheTimeout) {
     write_file("a.bin", "abc");
     EXPECT_EQ(vcard("fault stop-draining on").status, 0);

@@ -63,6 +63,13 @@ TEST_F(TarnModeOnBus, CycleModeRunsOrSaysWhyNot) {
     }
 }
 
+TEST_F(TarnModeOnBus, CyclesThatWakeNobodyAreAFailure) {
+    EXPECT_EQ(vcard("fault lose-cycle-interrupts 1000000").status, 0);
+    const ProcessResult result = tarn("mode direct");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("the bus runs, and in the mode direct no cycle woke"));
+}
+
 using TarnModeWithoutBus = TarnWithBoard;
 
 TEST_F(TarnModeWithoutBus, NothingWakesAProgram) {

@@ -136,6 +136,8 @@ TEST_F(TarnPi, ValuesThatAreNoNumbersAreRefused) {
     expect_usage_error("pi write --offset 0 1.5", "is no number");
     expect_usage_error("pi write --offset 0 --format hex 123", "two digits each");
     expect_usage_error("pi write --offset 0 --format bin 102", "is no binary number");
+    expect_usage_error("pi write --offset 0 --format f32 1e39", "does not fit into 32 bits");
+    expect_usage_error("pi write --offset 0 --format f64 -1e309", "does not fit into 64 bits");
     expect_usage_error("pi write --offset 0 --format f32 x", "is no number");
 }
 
@@ -153,6 +155,12 @@ TEST_F(TarnPi, SlaveWithoutDataSaysSo) {
     expect_failure("pi read --slave 0", "(32834): the inputs of slave 0");
     expect_failure("pi write --slave 4 1", "(32834): the outputs of slave 4");
     expect_failure("pi read --slave 5", "Invalid slave index (32778)");
+}
+
+TEST_F(TarnPi, TheLargestFloatAndInfinityAreTaken) {
+    out("pi write --slave 1 --offset 0 --format f32 3.40282347e+38 inf");
+    EXPECT_EQ(out("pi read --slave 1 --offset 0 --length 8 --format f32 --area 2"),
+              "3.40282347e+38 inf\n");
 }
 
 TEST_F(TarnPi, DataOfASlaveThatIsNotReadyComesWithAWarning) {
@@ -251,13 +259,17 @@ TEST_F(TarnWatch, SeesWhatAnotherProcessWrites) {
     EXPECT_TRUE(watch.wait_for_output("0x00bb"));
 }
 
+TEST_F(TarnWatch, WrongFormatIsToldBeforeTheFirstSample) {
+    expect_usage_error("pi watch --format i32 --length 3", "24 bits are no whole number of 32-bit");
+}
+
 TEST_F(TarnWatch, EndsInOrderOnCtrlC) {
     BackgroundProcess watch(program_path("tarn"), words("pi watch --json --interval-ms 5"),
                             options());
     ASSERT_TRUE(watch.wait_for_output("shadow-input"));
     watch.send_signal(Signal::kInterrupt);
     ProcessResult result;
-    ASSERT_TRUE(watch.wait(std::chrono::seconds(20), &result));
+    ASSERT_TRUE(watch.wait(kPatience, &result));
     EXPECT_EQ(result.status, 0);
     EXPECT_TRUE(JsonDocument(result.out).is_array());
 }
@@ -271,11 +283,11 @@ TEST_F(TarnWatch, GivesOneArrayOfSamples) {
 
 TEST_F(TarnWatch, DocumentIsCompletedWhenTheCardIsLost) {
     BackgroundProcess watch(program_path("tarn"),
-                            words("pi watch --json --interval-ms 5 --timeout 200"), options());
+                            words("pi watch --json --interval-ms 5 --timeout 2000"), options());
     ASSERT_TRUE(watch.wait_for_output("shadow-input"));
     vcard("fault die");
     ProcessResult result;
-    ASSERT_TRUE(watch.wait(std::chrono::seconds(20), &result));
+    ASSERT_TRUE(watch.wait(kPatience, &result));
     EXPECT_EQ(result.status, 1);
     const JsonDocument samples(result.out);
     EXPECT_TRUE(samples[samples.size() - 1].has("error"));

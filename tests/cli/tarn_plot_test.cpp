@@ -130,6 +130,7 @@ TEST_F(TarnPlot, FilesAreToldApart) {
     expect_failure("plot none.csv", "(32848)");
     write_file("x.svg", "a,b\n1,2\n3,4\n");
     expect_usage_error("plot x.svg", "would replace the file that it is made from");
+    expect_usage_error("plot x.svg -o ./x.svg", "would replace the file that it is made from");
     expect_failure("plot x.svg -o nowhere/x.svg", "nowhere");
     expect_usage_error("plot x.svg -o - --json", "standard output");
 }

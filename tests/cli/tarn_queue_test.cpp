@@ -55,7 +55,8 @@ TEST_F(TarnQueue, TheInputQueueFillsUpAndKeepsItsImages) {
 
 TEST_F(TarnQueue, APopOfTheNewestTakesTheOlderOnesAlong) {
     ASSERT_TRUE(eventually([this] { return fill("input") == kEntries; }));
-    EXPECT_LT(json("queue pop --newest")["left"].number(), kEntries);
+    out("stop"); // no image comes meanwhile
+    EXPECT_EQ(json("queue pop --newest")["left"].number(), 0);
 }
 
 TEST_F(TarnQueue, PopsCarryWhatTheSlavesGave) {
@@ -85,6 +86,21 @@ TEST_F(TarnQueue, ImagesOfAStoppedBusCanBeTakenUntilThereAreNoMore) {
     out("queue pop --newest");
     EXPECT_EQ(json("queue size")["input"].number(), 0);
     expect_failure("queue pop --wait 1", "(80003): no image came into the input queue within 1 ms");
+}
+
+TEST_F(TarnQueue, AWrongFormatTakesNoImage) {
+    out("stop");
+    const double images = fill("input");
+    expect_usage_error("queue pop --length 3 --format i32", "no whole number of 32-bit values");
+    EXPECT_EQ(fill("input"), images);
+}
+
+TEST_F(TarnQueue, DataOfASlaveThatIsNotReadyComesWithAWarning) {
+    out("state --set SAFEOP");
+    EXPECT_EQ(json("queue push --slave 2 1")["warning"]["code"].number(), 80015);
+    EXPECT_EQ(json("queue pop --slave 2")["warning"]["code"].number(), 80015);
+    EXPECT_THAT(tarn("queue push --slave 2 1").err,
+                HasSubstr("(80015): the data was transferred all the same"));
 }
 
 TEST_F(TarnQueue, APushReachesTheSlave) {

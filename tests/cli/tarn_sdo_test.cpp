@@ -67,7 +67,8 @@ TEST_F(TarnSdoUsage, ValuesMustFitTheirType) {
          {"-t uint8 256", "-t uint8 -1", "-t int8 128", "-t int8 -129", "-t uint16 65536",
           "-t int16 32768", "-t uint32 4294967296", "-t uint64 18446744073709551616",
           "-t int64 9223372036854775808", "-t uint8 x", "-t bool 2", "-t float 1.2.3",
-          "-t double one", "-t octet_string 0a0", "-t octet_string xy"}) {
+          "-t double one", "-t float 1e39", "-t float -3.5e38", "-t double 1e309",
+          "-t octet_string 0a0", "-t octet_string xy"}) {
         expect_usage_error("sdo download 1 0x2000 " + std::string(value), "\"");
     }
     for (const char *value :
@@ -188,6 +189,34 @@ TEST_F(TarnSdo, WrongSizesAreExplained) {
 TEST_F(TarnSdo, TypeOfAnUnknownObjectMustBeGiven) {
     expect_usage_error("sdo download 1 0x2fff 1",
                        "the type of 0x2fff:00 is not known; choose it with --type");
+}
+
+TEST_F(TarnSdo, TypeOfASlaveThatDoesNotAnswerIsNotAskedOfTheUser) {
+    expect_failure("sdo download 99 0x2fff 1", "tarn slaves lists the positions");
+    out("state --set INIT");
+    expect_failure("sdo download 1 0x2fff 1", "slave 1 is in INIT");
+    out("state --set OP");
+    EXPECT_EQ(vcard("fault mailbox-silent 1").status, 0);
+    expect_failure("sdo download 1 0x2fff 1 --sdo-timeout 20",
+                   "(32792): cannot ask slave 1 for its objects");
+}
+
+TEST_F(TarnSdo, RefusedEntriesOfASlaveWithoutAListAreListedWithTheReason) {
+    // The list, 0x1000 and 0x1001 are refused.
+    EXPECT_EQ(vcard("fault status 34337 --command 13 --count 3").status, 0);
+    const JsonDocument document = json("sdo list 1");
+    EXPECT_EQ(document[0]["object"].text(), "0x1000:00");
+    EXPECT_EQ(document[0]["error"]["code"].number(), 34337);
+    EXPECT_EQ(vcard("fault status 34337 --command 13 --count 3").status, 0);
+    EXPECT_THAT(out("sdo list 1"),
+                AllOf(HasSubstr("0x1000:00  Device type"), HasSubstr("(34337)\n"),
+                      HasSubstr("0x1018:01  Identity: Vendor ID"), HasSubstr("0x7461726e"),
+                      Not(HasSubstr("r-r-r-"))));
+}
+
+TEST_F(TarnSdo, SlaveThatRefusesEverythingHasNoList) {
+    EXPECT_EQ(vcard("fault status 34337 --command 13 --count 1000000").status, 0);
+    expect_failure("sdo list 1", "(34337): cannot read any object of slave 1");
 }
 
 TEST_F(TarnSdo, SlaveThatIsNotThereIsNamed) {

@@ -180,7 +180,7 @@ TEST_F(TarnFlash, FilesThatCannotBeReadAreNamed) {
 
 TEST_F(TarnFlash, TargetThatCannotBeWrittenIsNamed) {
     fs::create_directory(file("folder"));
-    expect_failure("flash read 0 1 -o no/such/file", "cannot write \"no/such/file\"");
+    expect_failure("flash read 0 1 -o no/such/file", "cannot write in the folder \"no");
     expect_failure("flash read 0 1 -o folder", "\"folder\" is a folder");
 }
 
@@ -344,7 +344,7 @@ TEST_F(TarnFile, FileThatDidNotArriveWholeIsNoticed) {
     vcard("stop");
     EXPECT_EQ(vcard("start --each slots=64,slot-size=2048").status, 0);
     write_file("long", pattern(100'000));
-    expect_failure("file put long --timeout 300", "the card has only 0 of the 100000 bytes of "
+    expect_failure("file put long --timeout 600", "the card has only 0 of the 100000 bytes of "
                                                   "\"long\"; the transfer was given up");
 }
 
@@ -375,7 +375,7 @@ TEST_F(TarnFile, TwoProgramsSendFilesOfOneNameAtOnce) {
     BackgroundProcess second(program_path("tarn"), words("file put two/a.txt"), options());
     for (BackgroundProcess *process : {&first, &second}) {
         ProcessResult result;
-        ASSERT_TRUE(process->wait(std::chrono::seconds(30), &result));
+        ASSERT_TRUE(process->wait(kPatience, &result));
         EXPECT_EQ(result.status, 0) << result.err;
     }
 }
@@ -529,7 +529,7 @@ TEST_F(TarnUpdate, RefusedDataIsNoticed) {
 TEST_F(TarnUpdate, SilenceAfterTheImageIsNoRefusal) {
     make_image("new.img", "--size 5000");
     EXPECT_EQ(vcard("fault stop-after 3").status, 0);
-    const ProcessResult update = tarn("update new.img --timeout 50");
+    const ProcessResult update = tarn("update new.img --timeout 2000");
     EXPECT_EQ(update.status, 1);
     EXPECT_THAT(update.err,
                 HasSubstr("(80003): the image was sent and the card did not say whether it took "
@@ -555,12 +555,12 @@ TEST_F(TarnUpdate, ImageThatWasNotSentIsNotTakenForAnEarlierOne) {
 TEST_F(TarnUpdate, CardThatDiesInTheMiddleKeepsItsFirmware) {
     make_image("new.img", "--size " + std::to_string(kImageLimit));
     EXPECT_EQ(vcard("fault delay 50").status, 0);
-    BackgroundProcess update(program_path("tarn"), words("update new.img --timeout 150"),
+    BackgroundProcess update(program_path("tarn"), words("update new.img --timeout 500"),
                              options());
     ASSERT_TRUE(eventually([&] { return update.err().find("updating: ") != std::string::npos; }));
     vcard("fault die");
     ProcessResult result;
-    ASSERT_TRUE(update.wait(std::chrono::seconds(30), &result));
+    ASSERT_TRUE(update.wait(kPatience, &result));
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, AllOf(HasSubstr("the image could not be sent; the card keeps its "
                                             "firmware 1.13.0"),

@@ -4,6 +4,7 @@
 using namespace tarn::test;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
@@ -116,6 +117,44 @@ TEST_F(TarnWatchdog, FeedingKeepsTheOutputs) {
 TEST_F(TarnWatchdog, FeedsOnceOrForATime) {
     EXPECT_EQ(out("watchdog feed"), "Watchdog fed 1 time\n");
     EXPECT_THAT(out("watchdog feed --every 1 --for 0.02"), HasSubstr("Watchdog fed "));
+}
+
+TEST_F(TarnWatchdog, ForEndsInTheMiddleOfAnInterval) {
+    EXPECT_THAT(out("watchdog feed --every 4000000000 --for 0.01"), HasSubstr("fed 1 time"));
+}
+
+TEST_F(TarnWatchdog, TheEndOfFeedingTellsThatNothingWatches) {
+    EXPECT_THAT(out("watchdog feed --every 1 --for 0.02"), HasSubstr("is not watching"));
+    const JsonDocument fed = json("watchdog feed --every 1 --for 0.02");
+    EXPECT_TRUE(fed["watching"].is_false());
+    EXPECT_TRUE(fed["interrupted"].is_false());
+}
+
+TEST_F(TarnWatchdog, TheEndOfFeedingTellsThatItExpired) {
+    configure("5aa5");
+    out("watchdog start 1 hold");
+    EXPECT_TRUE(eventually([this] { return flag("expired"); }));
+    EXPECT_THAT(out("watchdog feed --every 1 --for 0.02"), HasSubstr("has expired"));
+}
+
+TEST_F(TarnWatchdog, TheEndOfFeedingTellsWhatOtherFirmwareMayDo) {
+    EXPECT_EQ(vcard("fault status 32772 --command 101 --count 1").status, 0);
+    EXPECT_THAT(out("watchdog feed --every 1 --for 0.02"), HasSubstr("If the watchdog is started"));
+}
+
+TEST_F(TarnWatchdog, CtrlCEndsFeedingAndTheWatchdogGoesOn) {
+    configure("0000");
+    out("watchdog start 60000");
+    BackgroundProcess feeding(program_path("tarn"), words("watchdog feed --every 1"), options());
+    ASSERT_TRUE(eventually([&] { return feeding.err().find("Ctrl-C") != std::string::npos; }));
+    feeding.send_signal(Signal::kInterrupt);
+    ProcessResult result;
+    ASSERT_TRUE(feeding.wait(std::chrono::seconds(20), &result));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, AllOf(StartsWith("Watchdog fed "), HasSubstr("goes on watching"),
+                                  HasSubstr("tarn watchdog stop")));
+    EXPECT_TRUE(flag("watching"));
+    EXPECT_FALSE(flag("expired"));
 }
 
 TEST_F(TarnWatchdog, TheCardRefusesASlaveThatIsNotThere) {

@@ -45,7 +45,7 @@ TEST_F(VcardRealtime, StatusCountsTheImagesThatAFullQueueDropped) {
     }));
 }
 
-TEST_F(VcardRealtime, CycleInterruptsAreLostOnDemand) {
+TEST_F(VcardRealtime, LossOfCycleInterruptsIsTaken) {
     serve();
     EXPECT_EQ(run({"fault", "lose-cycle-interrupts", "3"}).status, 0);
     EXPECT_EQ(run({"fault", "clear"}).status, 0);

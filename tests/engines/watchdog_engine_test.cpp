@@ -155,12 +155,27 @@ TEST_F(Watchdog, ALengthOfNoneInTheReplyCopiesNothing) {
     EXPECT_EQ(back, Bytes(4, 0xCC));
 }
 
-TEST_F(Watchdog, ALengthInTheReplyIsNeverMoreThanTheCallers) {
+TEST_F(Watchdog, ALengthInTheReplyThatCannotBeCopiesNoMoreThanTheCallersBlocks) {
     reply_to_query(0xFFFFFFFF, {1, 2, 3, 4, 5, 6});
     EXPECT_EQ(query(), 0U);
-    EXPECT_EQ(length, 3U);
+    EXPECT_EQ(length, 0xFFFFFFFFU);
     EXPECT_THAT(front, ElementsAre(1, 2, 3, 0xCC));
-    EXPECT_THAT(back, ElementsAre(4, 5, 6, 0xCC));
+    EXPECT_EQ(back[3], 0xCC);
+}
+
+TEST_F(Watchdog, BlocksOfTheCardThatAreLongerAreCutToTheCallers) {
+    reply_to_query(5, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    EXPECT_EQ(query(), 0U);
+    EXPECT_EQ(length, 5U);
+    EXPECT_THAT(front, ElementsAre(1, 2, 3, 0xCC));
+    EXPECT_THAT(back, ElementsAre(6, 7, 8, 0xCC));
+}
+
+TEST_F(Watchdog, ARefusedQueryTellsTheLengthThatTheCardNeeds) {
+    reply_to_query(8, {}, 90007);
+    EXPECT_EQ(query(), 90007U);
+    EXPECT_EQ(length, 8U);
+    EXPECT_THAT(front, ElementsAre(0xCC, 0xCC, 0xCC, 0xCC));
 }
 
 TEST_F(Watchdog, EachOutputOfAQueryIsOptionalButTheLength) {

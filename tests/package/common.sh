@@ -1,6 +1,15 @@
 # What the tests of the packages share: a folder of their own, checks, and a virtual card. Sourced
 # with the build folder as the first argument of the test.
 set -euo pipefail
+
+# The test, and what it starts, has named locks of its own, as tests/support/program gives them to
+# the test programs: two tests that run at once would wait for each other's.
+if [ ! -e /dev/shm/own_locks_of_a_test ] &&
+    unshare --mount mount -t tmpfs tmpfs /dev/shm 2>/dev/null; then
+    exec unshare --mount sh -c 'mount -t tmpfs tmpfs /dev/shm &&
+        mkdir /dev/shm/own_locks_of_a_test && exec "$0" "$@"' "$0" "$@"
+fi
+
 source_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 build=$1
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-package.XXXXXX")

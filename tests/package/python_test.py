@@ -66,6 +66,13 @@ class Declarations(unittest.TestCase):
         with self.assertRaises((ctypes.ArgumentError, ValueError)):
             pci_tarn.Channel("a\0b")
 
+    def test_integers_are_not_cut(self):
+        self.assertEqual(pci_tarn.EcatGetAlStatusCodeMessage(0xFFFF), "unkown status")
+        for code in (-1, 0x10000, 0x10011):
+            with self.assertRaises(ctypes.ArgumentError):
+                pci_tarn.EcatGetAlStatusCodeMessage(code)
+        self.assertEqual(pci_tarn.error_text(80013), pci_tarn.DriverGetErrStr(80013))
+
     def test_binding_and_header_have_one_version(self):
         project = (ROOT / "bindings/python/pyproject.toml").read_text()
         self.assertIn(f'\nversion = "{pci_tarn.PCI_TARN_VERSION}"\n', project)
@@ -191,8 +198,10 @@ class OnACard(unittest.TestCase):
             self.assertEqual(channel.slave_count(), 8)
             self.assertEqual(channel.slave_state(0), pci_tarn.ECAT_STATE_OP)
             channel.write(bytes(range(8)))
-            while channel.read(8) != bytes(range(8)):
-                time.sleep(0.001)  # until the bus has brought them back
+            deadline = time.monotonic() + 60
+            while channel.read(8) != bytes(range(8)):  # until the bus has brought them back
+                self.assertLess(time.monotonic(), deadline, "the inputs do not follow the outputs")
+                time.sleep(0.001)
             channel.stop()
             self.assertFalse(channel.running())
         self.assertEqual(fractions[-1], 1)

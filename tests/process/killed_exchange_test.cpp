@@ -27,10 +27,13 @@ class KilledExchange : public test::PiTest {
         set_all_active();
     }
 
-    // As it is after a kill between the host word and the end of the copy.
+    // As it is after a kill in the middle of the copy: in the first generation the host word tells
+    // of the new image by then, in the second it does not yet.
     void leave_half_an_image() {
-        card().shadow_input.card = kHeld;
-        card().shadow_input.host = kHeld;
+        const bool first = handle_->pd_version == kPdVersionFirst;
+        const uint32_t sequence = 256;
+        card().shadow_input.card = first ? kHeld : sequence + kHeld;
+        card().shadow_input.host = first ? kHeld : 0;
         memset(card().shadow_input_buffers[kHeld], kNew, kBytes);
         memset(image(ECAT_PI_SHADOW_INPUT), kOld, kBytes);
         memset(image(ECAT_PI_SHADOW_INPUT), kNew, kBytes / 2);
@@ -78,6 +81,18 @@ TEST_F(KilledExchange, AReadThatDoesNotExchangeIsWhole) {
     Bytes seen;
     EXPECT_TRUE(is_whole_after([&] { seen = read(); }));
     EXPECT_EQ(seen, Bytes(kBytes, kNew));
+}
+
+TEST_F(KilledExchange, InTheSecondGenerationTooAReadThatDoesNotExchangeIsWhole) {
+    open_with(2, false);
+    ASSERT_EQ(EcatPIASyncModeSet(handle_, ECAT_PI_MODE_MANUAL), 0U);
+    EXPECT_TRUE(is_whole_after([&] { EXPECT_EQ(read(), Bytes(kBytes, kNew)); }));
+}
+
+TEST_F(KilledExchange, InTheSecondGenerationTooAMappedImageIsWhole) {
+    open_with(2, true);
+    ASSERT_EQ(EcatPIASyncModeSet(handle_, ECAT_PI_MODE_MANUAL), 0U);
+    EXPECT_TRUE(is_whole_after([&] { EXPECT_EQ(read(), Bytes(kBytes, kNew)); }));
 }
 
 TEST_F(KilledExchange, AnAccessToAnotherAreaMendsTheInputs) {

@@ -35,7 +35,7 @@ TEST(Process, GetsArgumentsEnvironmentFolderAndInput) {
     options.input = "one\ntwo\n";
     Peer peer("echo", {"a b", "c\"d\\"}, options);
     ProcessResult result;
-    ASSERT_TRUE(peer.process().wait(std::chrono::seconds(60), &result));
+    ASSERT_TRUE(peer.process().wait(kPatience, &result));
     EXPECT_EQ(result.status, 7);
     EXPECT_NE(result.out.find("[a b]\n[c\"d\\]\na b\ninner folder\n"), std::string::npos)
         << result.out;

@@ -67,7 +67,7 @@ TEST_F(VcardServiceSockets, OfAKilledServerAreTakenOver) {
 
 TEST_F(VcardServiceSockets, AreRemovedByTheEnd) {
     service_->send_signal(Signal::kTerminate);
-    ASSERT_TRUE(service_->wait(std::chrono::seconds(20)));
+    ASSERT_TRUE(service_->wait(kPatience));
     EXPECT_TRUE(fs::is_empty(folder_.path() / "pci_tarn"));
 }
 

@@ -146,7 +146,7 @@ TEST_F(VcardService, CardsOfTheUserComeBeforeAnyOthers) {
 TEST_F(VcardService, StoppedServerLeavesNoCards) {
     service_->send_signal(Signal::kTerminate);
     ProcessResult result;
-    ASSERT_TRUE(service_->wait(std::chrono::seconds(20), &result));
+    ASSERT_TRUE(service_->wait(kPatience, &result));
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(EtherCATGetCount(), 0U);
     EXPECT_FALSE(fs::exists(folder_.path() / "pci_tarn" / "tarn-vcard.pid"));

@@ -18,7 +18,7 @@ using test::words;
 namespace {
 
 constexpr uint32_t kMapBar = 0x222012;
-constexpr DWORD kPatience = 20000;
+constexpr DWORD kPatience = 60000;
 
 void say_ready() {
     std::puts("ready");

@@ -49,8 +49,8 @@ class WatchdogProcess : public testing::Test {
     // The slave's inputs repeat its outputs. A look into the queue is no access.
     bool slave_holds(uint8_t value) {
         return eventually([&] {
-            while (EcatPIInputQueuePop(handle, 1, 0) != 0) {
-                test::short_pause();
+            if (EcatPIInputQueuePop(handle, 1, 0) != 0) {
+                return false;
             }
             void *inputs = nullptr;
             EcatPINMap(handle, ECAT_PI_NORMAL_INPUT, &inputs);

@@ -79,7 +79,7 @@ Peer::Peer(const std::string &role, const PeerArguments &arguments, const Proces
     : process_(own_path(), {}, with_role(options, role, arguments)) {}
 
 int Peer::join() {
-    constexpr auto kTimeout = std::chrono::seconds(120);
+    constexpr auto kTimeout = 2 * kPatience;
     ProcessResult result;
     if (!process_.wait(kTimeout, &result)) {
         kill();
@@ -112,7 +112,7 @@ bool Flag::is_raised() const {
 }
 
 bool Flag::wait() const {
-    return eventually([this] { return is_raised(); }, std::chrono::seconds(60));
+    return eventually([this] { return is_raised(); });
 }
 
 void wait_for_the_end() {

@@ -13,16 +13,20 @@ namespace tarn::test {
 
 using ProcessId = int64_t;
 
+// How long tests wait for what comes at once on a free machine: only a hang takes longer, also
+// where a sanitizer or Wine runs them and other tests run beside them.
+inline constexpr std::chrono::seconds kPatience{60};
+
 // What a test does to a program that runs. Windows knows one way to ask a program for its end
 // (Ctrl-Break), so the first two are the same there.
 enum class Signal { kInterrupt, kTerminate, kFreeze, kThaw };
 
 struct ProcessOptions {
-    std::map<std::string, std::string> environment; // added to the test's own
-    std::string input;                              // standard input; run_program() only
-    std::filesystem::path directory;                // working folder; empty: the test's own
-    bool binary = false;                            // output is no text: line ends stay
-    std::chrono::milliseconds timeout{60000};       // run_program() only: killed after it
+    std::map<std::string, std::string> environment;    // added to the test's own
+    std::string input;                                 // standard input; run_program() only
+    std::filesystem::path directory;                   // working folder; empty: the test's own
+    bool binary = false;                               // output is no text: line ends stay
+    std::chrono::milliseconds timeout = 2 * kPatience; // run_program() only: killed after it
 };
 
 struct ProcessResult {
@@ -64,8 +68,7 @@ class BackgroundProcess {
     // Waits for its end; false on time-out. `result` gets what it printed and its exit status.
     bool wait(std::chrono::milliseconds timeout, ProcessResult *result = nullptr);
     // Waits until its standard output contains `text`; false on time-out or when it ends first.
-    bool wait_for_output(const std::string &text,
-                         std::chrono::milliseconds timeout = std::chrono::seconds(20));
+    bool wait_for_output(const std::string &text, std::chrono::milliseconds timeout = kPatience);
     // What it has printed so far.
     std::string out();
     std::string err();
@@ -98,7 +101,7 @@ void short_pause();
 
 // Looks at `condition` until it is true; false on time-out.
 template <typename Condition>
-bool eventually(Condition condition, std::chrono::milliseconds timeout = std::chrono::seconds(20)) {
+bool eventually(Condition condition, std::chrono::milliseconds timeout = kPatience) {
     const auto end = std::chrono::steady_clock::now() + timeout;
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end) {

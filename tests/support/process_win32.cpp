@@ -151,7 +151,7 @@ void send_break(ProcessId child, HANDLE process) {
                               reinterpret_cast<void *>(static_cast<uintptr_t>(CTRL_C_EVENT)))
             : GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, static_cast<DWORD>(child)) != FALSE;
     if (!sent) {
-        fail("cannot send Ctrl-Break");
+        fail("cannot interrupt the program");
     }
 }
 

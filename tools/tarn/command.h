@@ -89,6 +89,20 @@ CLI::Option *add_number(CLI::App *app, const std::string &names, T &value,
     return app->add_option_function<std::string>(names, take, description)->type_name(unit);
 }
 
+// A time in seconds, also a part of one.
+inline CLI::Option *add_seconds(CLI::App *app, const std::string &name, double &value,
+                                const std::string &description, double lowest, double highest) {
+    const auto take = [&value, name, lowest, highest](const std::string &text) {
+        const double seconds = parse_real(text).value_or(-1);
+        if (!(seconds >= lowest && seconds <= highest)) { // also what is no number at all
+            throw CLI::ValidationError(name, format("\"%s\" is no time from %g to %g seconds",
+                                                    text.c_str(), lowest, highest));
+        }
+        value = seconds;
+    };
+    return app->add_option_function<std::string>(name, take, description)->type_name("SECONDS");
+}
+
 // The last paragraphs of a command's help. A group of commands gives them to those that are added
 // to it later.
 std::string with_global_options(const char *examples);

@@ -3,7 +3,9 @@
 #include "errors.h"
 #include "text.h"
 
+#include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace tarn {
 

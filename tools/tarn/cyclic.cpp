@@ -58,6 +58,7 @@ struct Run {
     std::vector<uint64_t> times; // of the wake-ups, in nanoseconds
     BusCount before;
     BusCount after;
+    std::optional<Failure> trouble; // that ended it too early
 };
 
 uint64_t now_ns() {
@@ -77,13 +78,14 @@ const AccessMode &choose_mode(const Arguments &arguments, bool &fell_back) {
     return parse_access_mode("direct");
 }
 
-// What a control loop does in each cycle, as far as it changes nothing on the machine.
-uint32_t read_inputs(EcatHandle *channel, const AccessMode &mode, std::vector<uint8_t> &inputs) {
+// What a control loop does in each cycle, as far as it changes nothing on the machine. It is the
+// time that counts; what a slave has to say stays with tarn pi read.
+void read_inputs(EcatHandle *channel, const AccessMode &mode, std::vector<uint8_t> &inputs) {
     if (mode.mode == ECAT_PI_MODE_MANUAL) {
         EcatPIASyncUpdateData(channel, ECAT_PI_SHADOW_INPUT);
     }
-    return EcatPIRead(channel, ECAT_PI_SHADOW_INPUT, 0, static_cast<uint32_t>(inputs.size()),
-                      inputs.data());
+    EcatPIRead(channel, ECAT_PI_SHADOW_INPUT, 0, static_cast<uint32_t>(inputs.size()),
+               inputs.data());
 }
 
 void run_cycles(EcatHandle *channel, const Arguments &arguments, Run &run) {
@@ -95,8 +97,10 @@ void run_cycles(EcatHandle *channel, const Arguments &arguments, Run &run) {
     while (!terminal::interrupted() && Clock::now() < end && run.times.size() < kMostSamples) {
         const uint32_t status = EcatPIInputWaitNotify(channel, kWaitMs);
         if (status != PCI_TARN_OK) {
-            throw Failure(status, "no bus cycle came within " + std::to_string(kWaitMs) + " ms",
-                          "does the bus run (tarn status)?");
+            run.trouble =
+                Failure(status, "no bus cycle came within " + std::to_string(kWaitMs) + " ms",
+                        "does the bus run (tarn status)?");
+            return;
         }
         run.times.push_back(now_ns());
         read_inputs(channel, *run.mode, inputs);
@@ -119,8 +123,13 @@ Run run_all(Context &context, const Arguments &arguments) {
     Progress progress("Measuring", context.output.json());
     progress.show(0);
     run_cycles(channel, arguments, run);
+    if (run.trouble && run.times.empty()) {
+        throw *run.trouble;
+    }
     progress.show(1);
-    run.after = read_bus(channel);
+    if (!run.trouble) {
+        run.after = read_bus(channel);
+    }
     return run;
 }
 
@@ -136,8 +145,9 @@ struct Findings {
 
 Findings judge(const Run &run) {
     Findings findings;
-    findings.cycle_us = run.after.record.cycle_time_ns > 0 ? run.after.record.cycle_time_ns / 1000.0
-                                                           : median_period_us(run.times);
+    findings.cycle_us = run.before.record.cycle_time_ns > 0
+                            ? run.before.record.cycle_time_ns / 1000.0
+                            : median_period_us(run.times);
     findings.series = cycle_series(run.times, findings.cycle_us);
     for (const CycleSample &sample : findings.series.samples) {
         findings.latencies.push_back(sample.latency_us);
@@ -255,7 +265,7 @@ std::string histogram_text(const std::vector<double> &values) {
 
 std::string bus_text(const Run &run) {
     if (!run.after.known) {
-        return "not told by this firmware";
+        return run.before.known ? "not known any more" : "not told by this firmware";
     }
     return format("%llu cycles, %llu of them late; longest since the start %.1f us",
                   static_cast<unsigned long long>(bus_cycles(run)),
@@ -268,7 +278,7 @@ void show_findings(const Output &output, const Run &run, const Findings &finding
     output.field("mode", std::string(run.mode->name) +
                              (run.fell_back ? ", because cycle mode does not run here" : ""));
     output.field("cycle", format("%.1f us%s", findings.cycle_us,
-                                 run.after.known ? "" : " (median of the wake-ups)"));
+                                 run.before.known ? "" : " (median of the wake-ups)"));
     output.field(
         "this program",
         counted(run.times.size(), "wake-up") + format(" in %.1f s, ", seconds) +
@@ -296,17 +306,39 @@ void write_csv(const std::string &path, const Findings &findings) {
     replace_file(path, {text.begin(), text.end()});
 }
 
+// What was measured is shown also when something went wrong.
+std::optional<Failure> save(const Arguments &arguments, const Findings &findings) {
+    try {
+        if (!arguments.csv.empty()) {
+            write_csv(arguments.csv, findings);
+        }
+        return std::nullopt;
+    } catch (const Failure &failure) {
+        return failure;
+    }
+}
+
 int cyclic(Context &context, const Arguments &arguments) {
-    parse_access_mode(arguments.mode); // a wrong one is told before the card is asked
+    parse_access_mode(arguments.mode); // what is wrong is told before the card is asked
+    if (!arguments.csv.empty()) {
+        check_writable(arguments.csv);
+    }
     const Run run = run_all(context, arguments);
     const Findings findings = judge(run);
-    if (!arguments.csv.empty()) {
-        write_csv(arguments.csv, findings);
-    }
+    const std::optional<Failure> unsaved = save(arguments, findings);
+    const std::optional<Failure> &trouble = run.trouble ? run.trouble : unsaved;
     if (context.output.json()) {
-        context.output.document(findings_json(run, findings));
+        Json document = findings_json(run, findings);
+        if (trouble) {
+            document.set("error", trouble->json());
+        }
+        context.output.document(document);
     } else {
         show_findings(context.output, run, findings);
+    }
+    if (trouble) {
+        Output::error(trouble->what());
+        return kFailure;
     }
     return kSuccess;
 }
@@ -317,9 +349,8 @@ void add_cyclic_command(CLI::App &app, Context &context) {
     const auto arguments = std::make_shared<Arguments>();
     CLI::App *command = add_command<Arguments>(
         app, context, "cyclic", "Run along with the bus and measure how evenly", arguments, cyclic);
-    command->add_option("--duration", arguments->duration_s, "For so long, or until Ctrl-C")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.01, kLongestRunS))
+    add_seconds(command, "--duration", arguments->duration_s, "For so long, or until Ctrl-C", 0.01,
+                kLongestRunS)
         ->default_str("5");
     command->add_option("--mode", arguments->mode, std::string(kAccessModeNames) + ", or 0 to 2")
         ->type_name("MODE")

@@ -126,9 +126,6 @@ int watch(Context &context, const Watching &watching, Look &look) {
 
 int diag(Context &context, const DiagArguments &arguments) {
     const Output &output = context.output;
-    if (!arguments.watch && arguments.watching.count != 0) {
-        throw UsageError("--count counts the looks of --watch");
-    }
     Look look(context.session.channel());
     if (!look.known()) {
         Output::warning(kRawHint);
@@ -268,8 +265,12 @@ void add_diagnosis_commands(CLI::App &app, Context &context) {
                                                    "Show how the bus does: links, errors, "
                                                    "cycle, clocks",
                                                    diag_arguments, diag);
-    command->add_flag("--watch", diag_arguments->watch, "Show it as it changes");
+    CLI::Option *watch =
+        command->add_flag("--watch", diag_arguments->watch, "Show it as it changes");
     add_watching(command, diag_arguments->watching);
+    for (const char *option : {"--interval-ms", "--count"}) {
+        command->get_option(option)->needs(watch);
+    }
     command->footer(with_global_options(
         "  tarn diag\n"
         "  tarn diag --watch\n"
@@ -283,8 +284,8 @@ void add_diagnosis_commands(CLI::App &app, Context &context) {
         "  WKC         cycles in which it did not do its part\n"
         "  Changes     changes of its state\n"
         "  DC ns       its clock minus the reference clock\n"
-        "Counters begin with the start of the bus. On a terminal what is wrong is red, what was "
-        "wrong\nis yellow.\n"));
+        "Counters begin with the start of the bus. On a terminal, without --watch, what is wrong "
+        "is red,\nwhat was wrong is yellow, and slaves in OP are green.\n"));
 
     const auto error_arguments = std::make_shared<LastErrorArguments>();
     command = add_command<LastErrorArguments>(app, context, "lasterror",

@@ -209,7 +209,7 @@ std::vector<std::string> flag_texts(std::span<const Flag> flags, uint32_t bits) 
 }
 
 std::string state_text(uint8_t state) {
-    return state_name(state & 0x0F) + ((state & VCARD_STATE_ERROR) != 0 ? "+ERROR" : "");
+    return state_with_error(state & 0x0F, (state & VCARD_STATE_ERROR) != 0);
 }
 
 std::string microseconds(uint64_t ns) {
@@ -221,11 +221,7 @@ std::string field(const char *name, const std::string &value) {
 }
 
 DiagnosisLine problem_line(Tone tone, const char *name, const std::vector<std::string> &texts) {
-    std::string all;
-    for (const std::string &text : texts) {
-        all += (all.empty() ? "" : ", ") + text;
-    }
-    return {tone, field(name, all)};
+    return {tone, field(name, joined(texts, ", "))};
 }
 
 std::string dc_text(const VcardMasterDiagnostics &master) {
@@ -272,7 +268,7 @@ void add_master(const VcardMasterDiagnostics &master, std::vector<DiagnosisLine>
     plain("cycle", cycle_text(master), master.late_cycles != 0);
     plain("clocks", dc_text(master), false);
     plain("links",
-          format("%u down, %u times lost, ", master.links_down, master.links_lost) +
+          format("%u down, ", master.links_down) + counted(master.links_lost, "time") + " lost, " +
               counted(master.crc_errors, "damaged frame"),
           master.links_lost != 0 || master.crc_errors != 0);
     plain("since start",

@@ -1,8 +1,10 @@
 // tarn eeprom read, tarn eeprom write, tarn eeprom decode
+#include "byte_output.h"
 #include "host_file.h"
 #include "progress.h"
 #include "sii.h"
 #include "slave_service.h"
+#include "terminal.h"
 
 #include <pci_tarn/pci_tarn.h>
 
@@ -15,6 +17,15 @@ namespace {
 
 constexpr size_t kReadPiece = 512; // bytes of one request
 constexpr size_t kWritePiece = 64;
+
+// From replace() on Ctrl-C only sets a flag: a slave does not start with half of an image.
+void put_off_interrupt() {
+    static bool told = false;
+    if (terminal::interrupted() && !told) {
+        told = true;
+        Output::warning("Ctrl-C comes too late, the EEPROM is written to its end");
+    }
+}
 
 // The EEPROM of one slave.
 class Eeprom {
@@ -67,6 +78,7 @@ class Eeprom {
 
     // Most of it is over before it is worth telling.
     static void show(Progress &progress, size_t done, size_t of) {
+        put_off_interrupt();
         constexpr double kPatience = 1.0; // seconds
         if (progress.seconds() > kPatience) {
             progress.show(static_cast<float>(done) / static_cast<float>(of));
@@ -120,30 +132,14 @@ int read(Context &context, const ReadArguments &arguments) {
     }
     const std::vector<uint8_t> data = eeprom.read(place, length);
     const Output &output = context.output;
-    if (!arguments.file.empty()) {
-        give_bytes(output, arguments.file, data);
-    }
-    if (arguments.file == "-") {
-        return kSuccess;
-    }
-    if (output.json()) {
-        Json document = Json::object()
+    return give_result(output, arguments.file, data,
+                       {Json::object()
                             .set("slave", arguments.slave.position)
                             .set("address", place / 2)
-                            .set("length", data.size());
-        if (arguments.file.empty()) {
-            document.set("hex", hex(data, false));
-        } else {
-            document.set("file", printable(arguments.file));
-        }
-        output.document(document);
-    } else if (arguments.file.empty()) {
-        output.text(hex_dump(static_cast<uint32_t>(place), data, 5));
-    } else {
-        output.line("Read " + size_text(data.size()) + " of the EEPROM of " +
-                    arguments.slave.text() + " to " + printable(arguments.file));
-    }
-    return kSuccess;
+                            .set("length", data.size()),
+                        " of the EEPROM of " + arguments.slave.text(),
+                        [&](Json &document) { document.set("hex", hex(data, false)); },
+                        [&] { output.text(hex_dump(static_cast<uint32_t>(place), data, 5)); }});
 }
 
 // ---- write --------------------------------------------------------------------------------------
@@ -157,14 +153,6 @@ struct WriteArguments {
     bool rollback = false;
 };
 
-std::string joined(const std::vector<std::string> &texts) {
-    std::string all;
-    for (const std::string &text : texts) {
-        all += (all.empty() ? "" : "; ") + text;
-    }
-    return all;
-}
-
 // The file, when it is an image that an EEPROM may have.
 std::vector<uint8_t> image_from_file(const WriteArguments &arguments) {
     std::vector<uint8_t> image = read_file_or_input(arguments.file);
@@ -176,7 +164,7 @@ std::vector<uint8_t> image_from_file(const WriteArguments &arguments) {
     }
     const std::vector<std::string> problems = parse_sii(image).problems;
     if (!problems.empty() && !arguments.force) {
-        throw Failure(name + " is no good EEPROM image: " + joined(problems),
+        throw Failure(name + " is no good EEPROM image: " + joined(problems, "; "),
                       "nothing was written; --force writes it all the same");
     }
     if (image.size() % 2 != 0) {
@@ -195,12 +183,12 @@ std::vector<uint8_t> image_with_alias(std::vector<uint8_t> image, uint32_t alias
     return image;
 }
 
-void check_belongs(const WriteArguments &arguments, const std::vector<uint8_t> &image,
-                   const std::vector<uint8_t> &there, size_t size) {
+constexpr const char *kForce = "nothing was written; --force writes it all the same";
+
+void check_size(const WriteArguments &arguments, const std::vector<uint8_t> &image, size_t size) {
     if (arguments.force) {
         return;
     }
-    constexpr const char *kForce = "nothing was written; --force writes it all the same";
     if (size == 0) {
         throw Failure("the EEPROM of " + arguments.slave.text() +
                           " does not tell its size; is it empty?",
@@ -210,6 +198,13 @@ void check_belongs(const WriteArguments &arguments, const std::vector<uint8_t> &
         throw Failure("the image has " + counted(image.size(), "byte") + ", and the EEPROM of " +
                           arguments.slave.text() + " has " + std::to_string(size),
                       kForce);
+    }
+}
+
+void check_belongs(const WriteArguments &arguments, const std::vector<uint8_t> &image,
+                   const std::vector<uint8_t> &there) {
+    if (arguments.force) {
+        return;
     }
     const Sii wanted = parse_sii(image);
     const Sii now = parse_sii(there);
@@ -241,26 +236,53 @@ size_t bytes_changed(const std::vector<uint8_t> &image, const std::vector<uint8_
     return changed;
 }
 
-// Throws Failure when the slave does not have the image; puts back what was there when asked to.
-void verify(const Eeprom &eeprom, const WriteArguments &arguments, const std::string &backup,
-            const std::vector<uint8_t> &image, const std::vector<uint8_t> &there) {
+// Throws Failure when the slave does not have the image.
+void verify(const Eeprom &eeprom, const std::vector<uint8_t> &image) {
     const std::vector<uint8_t> now = eeprom.read(0, image.size());
     const auto [wrong, right] = std::mismatch(now.begin(), now.end(), image.begin());
-    if (wrong == now.end()) {
-        return;
+    if (wrong != now.end()) {
+        throw Failure(format("at byte 0x%05x the EEPROM reads 0x%02x, and 0x%02x was written",
+                             static_cast<unsigned>(wrong - now.begin()), unsigned{*wrong},
+                             unsigned{*right}));
     }
-    const std::string what =
-        format("at byte 0x%05x the EEPROM reads 0x%02x, and 0x%02x was written",
-               static_cast<unsigned>(wrong - now.begin()), *wrong, *right);
-    if (!arguments.rollback) {
-        throw Failure(what, "do not switch the slave off; put back what was there: tarn eeprom "
-                            "write " +
-                                std::to_string(arguments.slave.position) + " " + printable(backup) +
-                                " --force");
+}
+
+std::string how_to_put_back(const WriteArguments &arguments, const std::string &backup) {
+    return "put back what was there: tarn eeprom write " +
+           std::to_string(arguments.slave.position) + " " + printable(backup) + " --force";
+}
+
+// The hint that goes with what has failed.
+std::string roll_back(const Eeprom &eeprom, const WriteArguments &arguments,
+                      const std::string &backup, const std::vector<uint8_t> &before) {
+    try {
+        eeprom.write(before, eeprom.read(0, before.size()));
+        verify(eeprom, before);
+    } catch (const Failure &again) {
+        return "writing back what was there failed, too: " + again.reason() +
+               "; do not switch the slave off; when it answers again " +
+               how_to_put_back(arguments, backup);
     }
-    eeprom.write({there.begin(), there.begin() + static_cast<std::ptrdiff_t>(image.size())}, now);
-    throw Failure(what, "what was there before has been written back; it is also in " +
-                            printable(backup));
+    return "what was there before has been written back and read again; it is also in " +
+           printable(backup);
+}
+
+// Throws Failure with what to do next when the slave does not take or does not keep the image.
+void replace(const Eeprom &eeprom, const WriteArguments &arguments, const std::string &backup,
+             const std::vector<uint8_t> &image, const std::vector<uint8_t> &there) {
+    terminal::catch_interrupt();
+    try {
+        eeprom.write(image, there);
+        verify(eeprom, image);
+    } catch (const Failure &failure) {
+        const auto end = there.begin() + static_cast<std::ptrdiff_t>(image.size());
+        const std::string hint = arguments.rollback
+                                     ? roll_back(eeprom, arguments, backup, {there.begin(), end})
+                                     : "do not switch the slave off; when it answers again " +
+                                           how_to_put_back(arguments, backup);
+        throw failure.status() != 0 ? Failure(failure.status(), failure.reason(), hint)
+                                    : Failure(failure.reason(), hint);
+    }
 }
 
 void print_written(const Output &output, const WriteArguments &arguments, size_t changed,
@@ -287,33 +309,28 @@ int write(Context &context, const WriteArguments &arguments) {
     if (arguments.file.empty() == !arguments.alias.has_value()) {
         throw UsageError("write what, FILE or --alias N?");
     }
+    if (!arguments.backup.empty() && is_same_file(arguments.backup, arguments.file)) {
+        throw UsageError("the backup would replace the image that is to be written");
+    }
     std::vector<uint8_t> image;
     if (!arguments.alias) {
         image = image_from_file(arguments);
     }
     const Eeprom eeprom(context, arguments.slave);
     const size_t size = eeprom.size();
+    check_size(arguments, image, size);
     const std::vector<uint8_t> there =
         eeprom.read(0, std::max({size, image.size(), kSiiHeaderSize}));
     if (arguments.alias) {
         image = image_with_alias(there, *arguments.alias);
     }
-    check_belongs(arguments, image, there, size);
+    check_belongs(arguments, image, there);
     const size_t changed = bytes_changed(image, there);
     std::string backup;
     if (changed != 0) {
         backup = arguments.backup.empty() ? free_backup_name(arguments.slave) : arguments.backup;
         replace_file(backup, there);
-        try {
-            eeprom.write(image, there);
-        } catch (const Failure &failure) {
-            throw Failure(failure.status(), failure.reason(),
-                          "do not switch the slave off; when it answers again put back what was "
-                          "there: tarn eeprom write " +
-                              std::to_string(arguments.slave.position) + " " + printable(backup) +
-                              " --force");
-        }
-        verify(eeprom, arguments, backup, image, there);
+        replace(eeprom, arguments, backup, image, there);
     }
     print_written(context.output, arguments, changed, backup);
     return kSuccess;
@@ -342,7 +359,7 @@ int decode(Context &context, const DecodeArguments &arguments) {
     const Sii sii = parse_sii(data);
     if (data.size() < kSiiHeaderSize) {
         throw Failure("\"" + printable(arguments.source) +
-                          "\" is no EEPROM image: " + joined(sii.problems),
+                          "\" is no EEPROM image: " + joined(sii.problems, "; "),
                       "tarn eeprom read SLAVE -o FILE makes one");
     }
     if (context.output.json()) {
@@ -364,10 +381,7 @@ void add_read(CLI::App &eeprom, Context &context) {
                0, UINT16_MAX);
     add_number(command, "--length", arguments->length, "Number of bytes; to the end without it",
                "BYTES", 1, kSiiSizeMax);
-    command
-        ->add_option("-o,--output", arguments->file,
-                     "Write the bytes to this file, - for standard output")
-        ->type_name("FILE");
+    add_output(command, context, arguments->file);
     command->footer(
         with_global_options("  tarn eeprom read 2\n"
                             "  tarn eeprom read 2 -o slave2.bin\n"
@@ -385,18 +399,19 @@ void add_write(CLI::App &eeprom, Context &context) {
                UINT16_MAX);
     command
         ->add_option("--backup", arguments->backup,
-                     "Where to save what is there now; eeprom-slaveN.bin without it")
+                     "Where to save what is there now, also over another file; eeprom-slaveN.bin "
+                     "without it")
         ->type_name("FILE");
     command->add_flag("--force", arguments->force,
                       "Write an image that is not good, or is for another slave");
     command->add_flag("--rollback", arguments->rollback,
-                      "Put back what was there when the slave does not keep the image");
+                      "Put back what was there when the slave does not take or keep the image");
     command->footer(with_global_options(
         "  tarn eeprom write 2 slave2.bin\n"
         "  tarn eeprom write -p 2 --alias 1001\n"
         "The image is checked (checksum, sizes, categories, identity of the slave), what is there "
         "is saved,\nwhat differs is written and read back. The slave takes it over when it is "
-        "switched off and on.\n"));
+        "switched off and on.\nOnce it is being written, Ctrl-C does not end it.\n"));
 }
 
 } // namespace

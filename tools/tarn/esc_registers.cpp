@@ -161,7 +161,7 @@ const std::vector<EscRegister> &all_registers() {
 }
 
 std::string al_state(uint64_t value) {
-    return state_name(value & 0x0F) + ((value & 0x10) != 0 ? "+ERROR" : "");
+    return state_with_error(value & 0x0F, (value & 0x10) != 0);
 }
 
 // Per port: whether a link is there, and whether frames turn round or pass.

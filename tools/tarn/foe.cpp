@@ -1,4 +1,5 @@
 // tarn foe read, tarn foe write
+#include "byte_output.h"
 #include "host_file.h"
 #include "progress.h"
 #include "slave_service.h"
@@ -83,6 +84,56 @@ void print_result(const Output &output, const FoeArguments &arguments, const std
     }
 }
 
+// ---- how far it is ------------------------------------------------------------------------------
+// Between this computer and the card a file goes in pieces; between card and slave it is the card's
+// business, and only the time is known.
+
+// Requests of the channel's first mailbox that the card has taken since. The transfers between here
+// and the card are such requests, what card and slave do is none.
+class TakenRequests {
+  public:
+    explicit TakenRequests(EcatHandle *channel)
+        : taken_(counter_of(static_cast<const uint8_t *>(__EcatGetMailBoxPtr(channel)))),
+          before_(*taken_) {}
+
+    [[nodiscard]] uint32_t count() const { return *taken_ - before_; }
+
+  private:
+    // The sixth word of the channel's area says where the counter lies.
+    static const volatile uint32_t *counter_of(const uint8_t *area) {
+        constexpr size_t kPlace = 5;
+        return reinterpret_cast<const volatile uint32_t *>(
+            area + reinterpret_cast<const volatile uint32_t *>(area)[kPlace]);
+    }
+
+    const volatile uint32_t *taken_;
+    uint32_t before_;
+};
+
+// One request opens the file, each piece is one, one closes it.
+Stage stage_of_write(const TakenRequests &taken, uint64_t size) {
+    const uint64_t requests = taken.count();
+    const uint64_t pieces = (size + PCI_TARN_CHUNK_SIZE - 1) / PCI_TARN_CHUNK_SIZE;
+    if (requests >= pieces + 2) {
+        return {"slave", "all on the card, which gives it to the slave", size, std::nullopt};
+    }
+    const uint64_t sent =
+        std::min(size, (requests > 0 ? requests - 1 : 0) * uint64_t{PCI_TARN_CHUNK_SIZE});
+    const float fraction = size == 0 ? 0.0F : static_cast<float>(sent) / static_cast<float>(size);
+    return {"card", size_text(sent) + " on the card", sent, fraction};
+}
+
+// The local file grows as it comes.
+Stage stage_of_read(const TakenRequests &taken, const std::string &path) {
+    if (taken.count() == 0) {
+        return {"slave", "the card fetches it from the slave", std::nullopt, std::nullopt};
+    }
+    std::error_code failed;
+    const uintmax_t size = std::filesystem::file_size(path, failed);
+    const uint64_t here = failed ? 0 : size;
+    return {"card", size_text(here) + " here", here, std::nullopt};
+}
+
 // ---- read ---------------------------------------------------------------------------------------
 
 int read(Context &context, const FoeArguments &given) {
@@ -95,12 +146,15 @@ int read(Context &context, const FoeArguments &given) {
     const TempFile part(to_output ? std::filesystem::temp_directory_path()
                                   : TempFile::folder_for(arguments.file));
     EcatHandle *channel = context.session.channel();
+    const TakenRequests taken(channel);
     const auto start = std::chrono::steady_clock::now();
-    const uint32_t status =
-        with_activity("reading \"" + printable(arguments.name) + "\"", context.output.json(), [&] {
+    const uint32_t status = with_activity(
+        "reading \"" + printable(arguments.name) + "\"", context.output.json(),
+        [&] {
             return EcatFoERead(channel, arguments.slave.position, part.path().c_str(),
                                arguments.name.c_str());
-        });
+        },
+        [&] { return stage_of_read(taken, part.path()); });
     check_foe(channel, arguments, status,
               "cannot read \"" + printable(arguments.name) + "\" of " + arguments.slave.text());
     const double seconds = seconds_since(start);
@@ -127,10 +181,14 @@ void send(Context &context, const FoeArguments &arguments, const std::string &lo
     }
     EcatHandle *channel = context.session.channel();
     const auto start = std::chrono::steady_clock::now();
-    const uint32_t status = with_activity("writing " + size_text(size), context.output.json(), [&] {
-        return EcatFoEWrite(channel, arguments.slave.position, local.c_str(),
-                            arguments.name.c_str());
-    });
+    const TakenRequests taken(channel);
+    const uint32_t status = with_activity(
+        "writing " + size_text(size), context.output.json(),
+        [&] {
+            return EcatFoEWrite(channel, arguments.slave.position, local.c_str(),
+                                arguments.name.c_str());
+        },
+        [&] { return stage_of_write(taken, size); });
     check_foe(channel, arguments, status,
               "cannot write \"" + printable(arguments.name) + "\" to " + arguments.slave.text());
     print_result(context.output, arguments,
@@ -174,10 +232,8 @@ void add_foe_commands(CLI::App &app, Context &context) {
     add_slave(command, reading->slave);
     command->add_option("NAME", reading->name, "Name on the slave, at most 127 characters")
         ->required();
-    command
-        ->add_option("-o,--output", reading->file,
-                     "File to write, - for standard output; the same name without it")
-        ->type_name("FILE");
+    add_output(command, context, reading->file,
+               "File to write, - for standard output; the same name without it");
     command->footer(with_global_options(
         "  tarn foe read 1 log.txt\n"
         "  tarn foe read -p 1 log.txt -o - | less\n"
@@ -198,7 +254,9 @@ void add_foe_commands(CLI::App &app, Context &context) {
         "  tarn foe write 1 firmware.efw\n"
         "  tarn foe write 1 build/out.bin --as firmware.efw --timeout 120000\n"
         "Many slaves take firmware in BOOT only: tarn state --set BOOT. The slave answers when it "
-        "has\nworked the file in, so give it time with --timeout. Leave the channel to this "
+        "has\nworked the file in, so give it time with --timeout. How much of a long file is on "
+        "the "
+        "card is shown, then\nhow long the slave takes. Leave the channel to this "
         "transfer\nmeanwhile: other requests to the master may disturb it.\n"));
 }
 

@@ -41,13 +41,24 @@ int LiveView::run(const Watching &watching, const std::function<void()> &look) {
     output_.line("[");
     try {
         repeat(watching, look);
+    } catch (const UsageError &error) {
+        Output::error(error.what());
+        add(Json::object().set("error", Json::object().set("usage", error.what())));
+        status = kUsage;
     } catch (const Failure &failure) {
-        Output::error(failure.what());
-        add(Json::object().set("error", failure.json()));
+        fail(failure);
+        status = kFailure;
+    } catch (const std::exception &error) {
+        fail(Failure(error.what()));
         status = kFailure;
     }
     output_.text(first_ ? "]\n" : "\n]\n");
     return status;
+}
+
+void LiveView::fail(const Failure &failure) {
+    Output::error(failure.what());
+    add(Json::object().set("error", failure.json()));
 }
 
 void LiveView::add(const Json &row) {
@@ -64,7 +75,7 @@ void LiveView::show(const std::vector<std::string> &now) {
             text += "\x1b[" + std::to_string(shown_.size()) + "A";
         }
         for (const std::string &line : now) {
-            text += line.substr(0, screen.columns - 1) + "\x1b[K\n";
+            text += clipped(line, screen.columns - 1) + "\x1b[K\n";
         }
     } else {
         for (size_t i = 0; i < now.size(); ++i) {

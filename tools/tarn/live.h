@@ -26,7 +26,7 @@ class LiveView {
     explicit LiveView(const Output &output);
 
     // Calls `look`, which shows one sample, until the count is reached or Ctrl-C. Returns the exit
-    // status: a JSON array that is open when `look` fails is completed with the failure.
+    // status: a JSON array that is open when `look` throws is completed with what went wrong.
     int run(const Watching &watching, const std::function<void()> &look);
 
     void show(const std::vector<std::string> &now);
@@ -37,6 +37,7 @@ class LiveView {
     using Clock = std::chrono::steady_clock;
 
     void repeat(const Watching &watching, const std::function<void()> &look);
+    void fail(const Failure &failure);
 
     const Output &output_;
     bool in_place_;

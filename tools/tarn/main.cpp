@@ -28,17 +28,8 @@ void add_global_options(CLI::App &app, Context &context, bool &json) {
     add_number(&app, "--channel", context.target.channel, "EtherCAT channel of the card", "0|1", 0,
                PCI_TARN_MAX_CHANNELS - 1)
         ->default_str("0");
-    app.add_option_function<std::string>(
-           "--timeout",
-           [&context](const std::string &text) {
-               const std::optional<uint64_t> number = parse_unsigned(text);
-               if (!number || *number > UINT32_MAX) {
-                   throw CLI::ValidationError("--timeout", "\"" + text + "\" is no time");
-               }
-               context.target.timeout_ms = static_cast<uint32_t>(*number);
-           },
-           "How long to wait for each answer of the card")
-        ->type_name("MS")
+    add_number(&app, "--timeout", context.target.timeout_ms,
+               "How long to wait for each answer of the card", "MS")
         ->default_str("20000");
     app.add_flag("--json", json, "Print one JSON document instead of text");
 }
@@ -57,6 +48,19 @@ int failure(const Context &context, const Failure &failure) {
         context.output.document(Json::object().set("error", failure.json()));
     }
     return kFailure;
+}
+
+int run_command(CLI::App &app, Context &context, int argc, char **argv) {
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        context.output.text(app.help());
+        return kSuccess;
+    }
+    if (!context.run) {
+        throw UsageError("a command is missing");
+    }
+    return context.run();
 }
 
 int run(int argc, char **argv) {
@@ -93,14 +97,7 @@ int run(int argc, char **argv) {
         context.output.use_json(context.output.json() || std::strcmp(argv[i], "--json") == 0);
     }
     try {
-        app.parse(argc, argv);
-        if (!context.run) {
-            throw UsageError("a command is missing");
-        }
-        return context.run();
-    } catch (const CLI::CallForHelp &) {
-        context.output.text(app.help());
-        return kSuccess;
+        return run_command(app, context, argc, argv);
     } catch (const CLI::ParseError &error) {
         return usage_error(context, error.what());
     } catch (const UsageError &error) {

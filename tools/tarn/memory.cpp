@@ -1,4 +1,5 @@
 // tarn mem read, tarn mem write
+#include "byte_output.h"
 #include "esc_registers.h"
 #include "host_file.h"
 #include "object_value.h"
@@ -52,19 +53,6 @@ std::vector<uint8_t> read_memory(EcatHandle *channel, const MemoryArguments &arg
     return data;
 }
 
-uint64_t number_of(const std::vector<uint8_t> &bytes) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        value |= uint64_t{bytes[i]} << (8 * i);
-    }
-    return value;
-}
-
-std::vector<uint8_t> slice(const std::vector<uint8_t> &data, size_t first, size_t count) {
-    const auto begin = data.begin() + static_cast<std::ptrdiff_t>(first);
-    return {begin, begin + static_cast<std::ptrdiff_t>(count)};
-}
-
 struct Register {
     EscRegister known;
     uint64_t value;
@@ -73,7 +61,7 @@ struct Register {
 std::vector<Register> registers_in(uint32_t address, const std::vector<uint8_t> &data) {
     std::vector<Register> found;
     for (EscRegister &known : esc_registers(address, static_cast<uint32_t>(data.size()))) {
-        const uint64_t value = number_of(slice(data, known.address - address, known.size));
+        const uint64_t value = little_endian(&data[known.address - address], known.size);
         found.push_back({std::move(known), value});
     }
     return found;
@@ -104,17 +92,11 @@ void print_text(const Output &output, const MemoryArguments &arguments,
     }
 }
 
-Json memory_json(const MemoryArguments &arguments, const std::vector<uint8_t> &data) {
-    Json document = Json::object()
-                        .set("slave", arguments.slave.position)
-                        .set("address", arguments.address)
-                        .set("length", data.size());
-    if (!arguments.file.empty()) {
-        return std::move(document).set("file", printable(arguments.file));
-    }
+void add_members(const MemoryArguments &arguments, const std::vector<uint8_t> &data,
+                 Json &document) {
     if (arguments.type != nullptr) {
         object_json(arguments.type, data, document);
-        return document;
+        return;
     }
     Json list = Json::array();
     for (const Register &entry : registers_in(arguments.address, data)) {
@@ -129,7 +111,7 @@ Json memory_json(const MemoryArguments &arguments, const std::vector<uint8_t> &d
         }
         list.add(std::move(row));
     }
-    return std::move(document).set("hex", hex(data, false)).set("registers", std::move(list));
+    document.set("hex", hex(data, false)).set("registers", std::move(list));
 }
 
 // LENGTH, or what the type or the register at the address has.
@@ -158,21 +140,14 @@ int read(Context &context, const MemoryArguments &arguments) {
     check_range(arguments.address, length);
     const std::vector<uint8_t> data = read_memory(context.session.channel(), arguments, length);
     const Output &output = context.output;
-    if (!arguments.file.empty()) {
-        give_bytes(output, arguments.file, data);
-    }
-    if (arguments.file == "-") {
-        return kSuccess;
-    }
-    if (output.json()) {
-        output.document(memory_json(arguments, data));
-    } else if (arguments.file.empty()) {
-        print_text(output, arguments, data);
-    } else {
-        output.line("Read " + size_text(data.size()) + " at " +
-                    place_text(arguments, arguments.address) + " to " + printable(arguments.file));
-    }
-    return kSuccess;
+    return give_result(output, arguments.file, data,
+                       {Json::object()
+                            .set("slave", arguments.slave.position)
+                            .set("address", arguments.address)
+                            .set("length", data.size()),
+                        " at " + place_text(arguments, arguments.address),
+                        [&](Json &document) { add_members(arguments, data, document); },
+                        [&] { print_text(output, arguments, data); }});
 }
 
 // ---- write --------------------------------------------------------------------------------------
@@ -266,10 +241,7 @@ void add_memory_commands(CLI::App &app, Context &context) {
     add_number(command, "LENGTH", reading->length,
                "Number of bytes; that of the type or the register without it", "BYTES", 1,
                kMemorySize);
-    command
-        ->add_option("-o,--output", reading->file,
-                     "Write the bytes to this file, - for standard output")
-        ->type_name("FILE");
+    add_output(command, context, reading->file);
     command->footer(with_global_options("  tarn mem read 1 0x130\n"
                                         "  tarn mem read -p 1 0x300 0x14\n"
                                         "  tarn mem read 1 0x1000 8 -t int16\n"

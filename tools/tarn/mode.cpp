@@ -49,6 +49,12 @@ int try_mode(Context &context, const AccessMode &mode) {
     EcatHandle *channel = context.session.channel();
     set_access_mode(channel, mode);
     const Wakeups wakeups = count_wakeups(channel, kWakeups, kPatienceMs);
+    if (wakeups.count == 0 && EcatBusIsRunning(channel)) {
+        throw Failure(std::string("the bus runs, and in the mode ") + mode.name +
+                          " no cycle woke this program within " + std::to_string(kPatienceMs) +
+                          " ms",
+                      "do the card's interrupts reach this computer?");
+    }
     if (context.output.json()) {
         context.output.document(Json::object()
                                     .set("mode", mode.mode)

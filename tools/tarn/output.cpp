@@ -28,8 +28,13 @@ std::string Table::text() const {
 }
 
 void Output::text(const std::string &text) const {
-    std::fwrite(text.data(), 1, text.size(), results_);
-    std::fflush(results_);
+    if (std::ferror(results_) != 0) {
+        return;
+    }
+    const bool written = std::fwrite(text.data(), 1, text.size(), results_) == text.size();
+    if (std::fflush(results_) != 0 || !written) {
+        throw Failure("cannot write to standard output", "is the disk full?");
+    }
 }
 
 void Output::line(const std::string &text) const {

@@ -29,6 +29,7 @@ class Output {
     [[nodiscard]] bool json() const { return json_; }
     [[nodiscard]] FILE *stream() const { return results_; }
 
+    // Throw Failure when it cannot be written. What comes after that is dropped without a word.
     void text(const std::string &text) const; // as it is
     void line(const std::string &text) const; // with a line end
     void document(const Json &json) const;

@@ -1,25 +1,11 @@
 // tarn pi read, tarn pi write, tarn pi watch
-#include "command.h"
+#include "byte_output.h"
 #include "live.h"
 #include "selection.h"
-#include "terminal.h"
 
 namespace tarn {
 
 namespace {
-
-void warn_not_ready(uint32_t status) {
-    if (status != PCI_TARN_OK) {
-        Output::warning(status_text(status) + ": the data was transferred all the same; " +
-                        hint_of(status));
-    }
-}
-
-void add_warning(Json &json, uint32_t status) {
-    if (status != PCI_TARN_OK) {
-        json.set("warning", Failure(status, "the data was transferred all the same").json());
-    }
-}
 
 // ---- read ---------------------------------------------------------------------------------------
 
@@ -29,14 +15,17 @@ struct ReadArguments {
 };
 
 int read(Context &context, const ReadArguments &arguments) {
+    if (arguments.raw && context.output.json()) {
+        throw UsageError("--raw and --json both want standard output");
+    }
     EcatHandle *channel = context.session.channel();
-    const Place place = resolve(channel, arguments.selection, 1);
+    const Place place = arguments.raw ? resolve(channel, arguments.selection, 1)
+                                      : resolve_to_show(channel, arguments.selection);
     BitData data;
     const uint32_t status = read_run(channel, place.area, place.run, data);
     warn_not_ready(status);
     if (arguments.raw) {
-        terminal::set_binary(context.output.stream());
-        context.output.text({data.bytes.begin(), data.bytes.end()});
+        give_bytes(context.output, "-", data.bytes);
     } else if (context.output.json()) {
         Json document = run_json(place);
         show_json(place.format, data, document);
@@ -84,7 +73,7 @@ struct WatchArguments {
 
 int watch(Context &context, const WatchArguments &arguments) {
     EcatHandle *channel = context.session.channel();
-    const Place place = resolve(channel, arguments.selection, 1);
+    const Place place = resolve_to_show(channel, arguments.selection);
     LiveView view(context.output);
     uint32_t warned = PCI_TARN_OK;
     return view.run(arguments.watching, [&] {

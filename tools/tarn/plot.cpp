@@ -1,6 +1,6 @@
 // tarn plot
+#include "byte_output.h"
 #include "chart.h"
-#include "command.h"
 #include "host_file.h"
 
 #include <filesystem>
@@ -27,10 +27,7 @@ std::string picture_path(const Arguments &arguments) {
 
 int plot(Context &context, const Arguments &arguments) {
     const std::string path = picture_path(arguments);
-    if (path == "-" && context.output.json()) {
-        throw UsageError("-o - and --json both want standard output");
-    }
-    if (path == arguments.file && path != "-") {
+    if (path != "-" && arguments.file != "-" && is_same_file(path, arguments.file)) {
         throw UsageError("the picture would replace the file that it is made from; -o names "
                          "another");
     }
@@ -40,19 +37,20 @@ int plot(Context &context, const Arguments &arguments) {
                               : arguments.file == "-"  ? "tarn"
                                                        : last_part(arguments.file);
     const std::string picture = draw_chart(printable(title), columns);
+    give_bytes(context.output, path, {picture.begin(), picture.end()});
     if (path == "-") {
-        context.output.text(picture);
         return kSuccess;
     }
-    replace_file(path, {picture.begin(), picture.end()});
     const size_t rows = columns.front().values.size();
     if (context.output.json()) {
         Json drawn = Json::array();
         for (const CsvColumn &column : columns) {
             drawn.add(Json::object().set("name", column.name).set("unit", column.unit));
         }
-        context.output.document(
-            Json::object().set("file", path).set("rows", rows).set("columns", std::move(drawn)));
+        context.output.document(Json::object()
+                                    .set("file", printable(path))
+                                    .set("rows", rows)
+                                    .set("columns", std::move(drawn)));
         return kSuccess;
     }
     context.output.line("Drew " + counted(rows, "row") + " and " +
@@ -68,10 +66,8 @@ void add_plot_command(CLI::App &app, Context &context) {
         app, context, "plot", "Draw a recording as a picture for the browser", arguments, plot);
     command->add_option("FILE", arguments->file, "Comma-separated numbers; - for standard input")
         ->required();
-    command
-        ->add_option("-o,--output", arguments->output,
-                     "SVG file, or - for standard output; FILE with the ending .svg otherwise")
-        ->type_name("FILE");
+    add_output(command, context, arguments->output,
+               "SVG file, or - for standard output; FILE with the ending .svg otherwise");
     command
         ->add_option("--title", arguments->title, "Title of the picture; the file's name otherwise")
         ->type_name("TEXT");

@@ -16,6 +16,17 @@ constexpr auto kBarInterval = std::chrono::milliseconds(50);
 constexpr auto kLineInterval = std::chrono::seconds(1);
 constexpr unsigned kBarWidth = 40;
 
+// "title [####----]  50 %", as long as the terminal allows beside `others` further characters.
+std::string bar_text(const std::string &title, float fraction, size_t others) {
+    const size_t room = terminal::size(stderr).columns;
+    const size_t rest = title.size() + 10 + others; // brackets, percentage
+    const auto width =
+        static_cast<unsigned>(room > rest ? std::min<size_t>(room - rest, kBarWidth) : 0);
+    const auto full = static_cast<unsigned>(fraction * static_cast<float>(width));
+    return title + " [" + std::string(full, '#') + std::string(width - full, '-') +
+           format("] %3u %%", static_cast<unsigned>(fraction * 100));
+}
+
 } // namespace
 
 Progress::Progress(std::string title, bool json)
@@ -39,13 +50,9 @@ std::string Progress::time_left(float fraction) const {
 }
 
 void Progress::draw_bar(float fraction) const {
-    const unsigned room = terminal::size(stderr).columns;
-    const unsigned rest = static_cast<unsigned>(title_.size()) + 36; // percentage, times, brackets
-    const unsigned width = room > rest ? std::min(room - rest, kBarWidth) : 0;
-    const auto full = static_cast<unsigned>(fraction * static_cast<float>(width));
-    const std::string bar = std::string(full, '#') + std::string(width - full, '-');
-    std::fprintf(stderr, "\r%s [%s] %3u %% %5.1f s%s\x1b[K", title_.c_str(), bar.c_str(),
-                 static_cast<unsigned>(fraction * 100), seconds(), time_left(fraction).c_str());
+    constexpr size_t kTimes = 26;
+    std::fprintf(stderr, "\r%s %5.1f s%s\x1b[K", bar_text(title_, fraction, kTimes).c_str(),
+                 seconds(), time_left(fraction).c_str());
 }
 
 void Progress::show(float fraction) {
@@ -76,26 +83,54 @@ void Progress::show(float fraction) {
 
 namespace {
 
-void show_activity(const std::string &title, bool json, bool in_place, double seconds) {
+Json activity_json(const Stage &stage, double seconds) {
+    Json event =
+        Json::object()
+            .set("event", "progress")
+            .set("fraction", stage.fraction ? Json(static_cast<double>(*stage.fraction)) : Json())
+            .set("seconds", seconds);
+    if (stage.name != nullptr) {
+        event.set("stage", stage.name);
+    }
+    if (stage.bytes) {
+        event.set("bytes", *stage.bytes);
+    }
+    return event;
+}
+
+// On a terminal, in place.
+std::string activity_text(const std::string &title, const Stage &stage, double seconds) {
+    const std::string end =
+        format(" %5.1f s", seconds) + (stage.text.empty() ? "" : ", ") + stage.text;
+    if (stage.fraction) {
+        return bar_text(title, *stage.fraction, end.size()) + end;
+    }
+    constexpr char kTurning[] = "|/-\\";
+    return title + " " + kTurning[static_cast<unsigned>(seconds * 10) % 4] + end;
+}
+
+std::string activity_line(const std::string &title, const Stage &stage, double seconds) {
+    return title + ": " +
+           (stage.fraction ? format("%u %%, ", static_cast<unsigned>(*stage.fraction * 100)) : "") +
+           format("%.1f s", seconds) + (stage.text.empty() ? "" : ", ") + stage.text;
+}
+
+void show_activity(const std::string &title, bool json, bool in_place, const Stage &stage,
+                   double seconds) {
     if (json) {
-        const Json event = Json::object()
-                               .set("event", "progress")
-                               .set("fraction", nullptr)
-                               .set("seconds", seconds);
-        std::fprintf(stderr, "%s\n", event.one_line().c_str());
+        std::fprintf(stderr, "%s\n", activity_json(stage, seconds).one_line().c_str());
     } else if (in_place) {
-        constexpr char kTurning[] = "|/-\\";
-        const auto step = static_cast<unsigned>(seconds * 10) % 4;
-        std::fprintf(stderr, "\r%s %c %5.1f s\x1b[K", title.c_str(), kTurning[step], seconds);
+        std::fprintf(stderr, "\r%s\x1b[K", activity_text(title, stage, seconds).c_str());
     } else {
-        std::fprintf(stderr, "%s: %.1f s\n", title.c_str(), seconds);
+        std::fprintf(stderr, "%s\n", activity_line(title, stage, seconds).c_str());
     }
     std::fflush(stderr);
 }
 
 } // namespace
 
-uint32_t with_activity(const std::string &title, bool json, const std::function<uint32_t()> &call) {
+uint32_t with_activity(const std::string &title, bool json, const std::function<uint32_t()> &call,
+                       const std::function<Stage()> &look) {
     const bool in_place = !json && terminal::is_terminal(stderr);
     const auto interval = in_place ? std::chrono::milliseconds(100) : std::chrono::seconds(1);
     const auto start = std::chrono::steady_clock::now();
@@ -104,7 +139,7 @@ uint32_t with_activity(const std::string &title, bool json, const std::function<
     while (result.wait_for(interval) != std::future_status::ready) {
         shown = true;
         const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-        show_activity(title, json, in_place, time.count());
+        show_activity(title, json, in_place, look(), time.count());
     }
     if (in_place && shown) {
         std::fputs("\r\x1b[K", stderr);

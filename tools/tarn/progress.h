@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace tarn {
@@ -37,8 +38,17 @@ class Progress {
     Clock::time_point last_;
 };
 
+// How far something is that does not tell by itself, as far as it can be seen from outside.
+struct Stage {
+    const char *name = nullptr; // for --json
+    std::string text;           // for people
+    std::optional<uint64_t> bytes;
+    std::optional<float> fraction;
+};
+
 // Calls something of the library that waits without telling how far it is, and shows meanwhile for
-// how long it has been waiting.
-uint32_t with_activity(const std::string &title, bool json, const std::function<uint32_t()> &call);
+// how long it has been waiting and what `look` sees of it.
+uint32_t with_activity(const std::string &title, bool json, const std::function<uint32_t()> &call,
+                       const std::function<Stage()> &look);
 
 } // namespace tarn

@@ -14,13 +14,6 @@ Area area_of(uint32_t index) {
     return parse_area(std::to_string(index));
 }
 
-// The slaves behind the bytes need not be active: the data was transferred all the same.
-void warn_not_ready(uint32_t status) {
-    if (status != PCI_TARN_OK) {
-        Output::warning(status_text(status) + ": " + hint_of(status));
-    }
-}
-
 // ---- size and watch -----------------------------------------------------------------------------
 
 struct Fill {
@@ -91,7 +84,7 @@ void take_image(EcatHandle *channel, const PopArguments &arguments) {
 
 int pop(Context &context, const PopArguments &arguments) {
     EcatHandle *channel = context.session.channel();
-    const Place place = resolve(channel, arguments.selection, 1);
+    const Place place = resolve_to_show(channel, arguments.selection);
     take_image(channel, arguments);
     BitData data;
     const uint32_t status = read_run(channel, place.area, place.run, data);
@@ -100,6 +93,7 @@ int pop(Context &context, const PopArguments &arguments) {
     if (context.output.json()) {
         Json document = run_json(place);
         show_json(place.format, data, document);
+        add_warning(document, status);
         context.output.document(document.set("left", left));
         return kSuccess;
     }
@@ -120,40 +114,36 @@ struct PushArguments {
 };
 
 BitData file_values(EcatHandle *channel, const PushArguments &arguments, Place &place) {
-    BitData data;
-    data.bytes = read_file_or_input(arguments.file);
-    data.bits = static_cast<uint32_t>(8 * data.bytes.size());
     place = resolve(channel, arguments.selection, 0);
-    if (data.bits == 0 || data.bits > place.run.bits) {
-        throw Failure(PCI_TARN_E_OUT_OF_PI, counted(data.bits, "bit") + " in the file for " +
-                                                counted(place.run.bits, "bit") + " of data");
-    }
-    place.run.bits = data.bits;
-    return data;
+    return whole_bytes(read_file_or_input(arguments.file), "in the file", place);
 }
 
-// Puts what was given into the image that is pushed as a whole.
-void fill_image(EcatHandle *channel, const PushArguments &arguments) {
+// Puts what was given into the image that is pushed as a whole. Returns the status of slaves that
+// are not active.
+uint32_t fill_image(EcatHandle *channel, const PushArguments &arguments) {
     if (arguments.values.empty() && arguments.file.empty()) {
-        return;
+        return PCI_TARN_OK;
     }
     Place place;
     const BitData data = arguments.file.empty()
                              ? given_values(channel, arguments.selection, arguments.values, place)
                              : file_values(channel, arguments, place);
-    warn_not_ready(write_run(channel, place.area, place.run, data));
+    return write_run(channel, place.area, place.run, data);
 }
 
 int push(Context &context, const PushArguments &arguments) {
     EcatHandle *channel = context.session.channel();
     const uint32_t bytes = image_bytes(channel, arguments.selection.area);
-    fill_image(channel, arguments);
+    const uint32_t status = fill_image(channel, arguments);
+    warn_not_ready(status);
     check(EcatPIOutputQueuePush(channel, arguments.flag, arguments.wait_ms),
           "the output queue stayed full for " + std::to_string(arguments.wait_ms) + " ms");
     const uint32_t waiting = read_fill(channel).output;
     if (context.output.json()) {
-        context.output.document(
-            Json::object().set("bytes", bytes).set("flag", arguments.flag).set("waiting", waiting));
+        Json document =
+            Json::object().set("bytes", bytes).set("flag", arguments.flag).set("waiting", waiting);
+        add_warning(document, status);
+        context.output.document(document);
         return kSuccess;
     }
     context.output.line("Pushed " + counted(bytes, "byte") + " with flag " +

@@ -1,4 +1,5 @@
 // tarn sdo upload, tarn sdo download, tarn sdo list
+#include "byte_output.h"
 #include "host_file.h"
 #include "objects.h"
 #include "progress.h"
@@ -97,7 +98,8 @@ struct Shown {
     std::string name;
     const ObjectType *type = nullptr;
     std::vector<uint8_t> data;
-    std::string access = {}; // of those that the slave lists
+    std::string access = {};        // of those that the slave lists
+    uint32_t refusal = PCI_TARN_OK; // why there is no data
 };
 
 Shown shown_entry(const SdoArguments &arguments, uint8_t subindex, std::vector<uint8_t> data) {
@@ -145,26 +147,29 @@ Json entry_json(const Shown &entry) {
     if (!entry.access.empty()) {
         json.set("access", entry.access);
     }
+    if (entry.refusal != PCI_TARN_OK) {
+        json.set("error", Failure(entry.refusal, "cannot read " + entry.object).json());
+    }
     return json;
 }
 
-void print_upload(const Output &output, const SdoArguments &arguments,
-                  const std::vector<uint8_t> &data) {
-    const std::vector<Shown> entries = shown_entries(arguments, data);
-    if (output.json()) {
-        Json document = Json::object()
-                            .set("slave", arguments.slave.position)
-                            .set("index", arguments.index)
-                            .set("subindex", arguments.subindex)
-                            .set("size", data.size());
-        Json list = Json::array();
-        for (const Shown &entry : entries) {
-            list.add(entry_json(entry));
-        }
-        document.set("entries", std::move(list));
-        output.document(document);
-        return;
+Json upload_json(const SdoArguments &arguments, const std::vector<uint8_t> &data) {
+    return Json::object()
+        .set("slave", arguments.slave.position)
+        .set("index", arguments.index)
+        .set("subindex", arguments.subindex)
+        .set("size", data.size());
+}
+
+Json entries_json(const std::vector<Shown> &entries) {
+    Json list = Json::array();
+    for (const Shown &entry : entries) {
+        list.add(entry_json(entry));
     }
+    return list;
+}
+
+void print_entries(const Output &output, const std::vector<Shown> &entries) {
     for (const Shown &entry : entries) {
         constexpr size_t kOneLine = 32;
         const std::string title = entry.object + (entry.name.empty() ? "" : "  " + entry.name);
@@ -186,36 +191,29 @@ int upload(Context &context, const SdoArguments &arguments) {
                   "cannot read " + arguments.object() + " of " + arguments.slave.text());
     if (arguments.file.empty()) {
         check_fit(arguments, upload.data);
-        print_upload(context.output, arguments, upload.data);
-        return kSuccess;
     }
-    give_bytes(context.output, arguments.file, upload.data);
-    if (arguments.file == "-") {
-        return kSuccess;
-    }
-    if (context.output.json()) {
-        context.output.document(Json::object()
-                                    .set("slave", arguments.slave.position)
-                                    .set("index", arguments.index)
-                                    .set("subindex", arguments.subindex)
-                                    .set("file", printable(arguments.file))
-                                    .set("size", upload.data.size()));
-    } else {
-        context.output.line("Read " + size_text(upload.data.size()) + " of " + arguments.object() +
-                            " to " + printable(arguments.file));
-    }
-    return kSuccess;
+    const std::vector<Shown> entries = shown_entries(arguments, upload.data);
+    return give_result(context.output, arguments.file, upload.data,
+                       {upload_json(arguments, upload.data), " of " + arguments.object(),
+                        [&](Json &document) { document.set("entries", entries_json(entries)); },
+                        [&] { print_entries(context.output, entries); }});
 }
 
 // ---- the slave's own list -----------------------------------------------------------------------
 
-// What a virtual slave tells of its dictionary; empty for a slave that does not.
+// What a virtual slave tells of its dictionary; empty for a slave that does not. Throws Failure
+// when the slave answers nothing.
 std::vector<VcardObjectEntry> listed_objects(EcatHandle *channel, SdoArguments arguments,
                                              uint32_t timeout_ms) {
     arguments.index = VCARD_OBJECT_LIST_INDEX;
     arguments.subindex = 0;
     arguments.complete = false;
-    const std::vector<uint8_t> data = ask(channel, arguments, timeout_ms).data;
+    const Upload answer = ask(channel, arguments, timeout_ms);
+    if (answer.status != PCI_TARN_OK && !is_refusal(channel, arguments.slave, answer.status)) {
+        check_service(channel, arguments.slave, answer.status,
+                      "cannot ask " + arguments.slave.text() + " for its objects");
+    }
+    const std::vector<uint8_t> &data = answer.data;
     if (data.empty() || data.size() % sizeof(VcardObjectEntry) != 0) {
         return {};
     }
@@ -316,6 +314,7 @@ class ObjectSearch {
             listed_objects(channel_, arguments_, sdo_timeout(context_, arguments_));
         if (listed.empty()) {
             search_all();
+            check_any_read();
         }
         for (size_t i = 0; i < listed.size(); ++i) {
             add_listed(listed[i]);
@@ -325,6 +324,8 @@ class ObjectSearch {
     }
 
   private:
+    enum class Entry { Absent, Refused, Found };
+
     static constexpr double kPatience = 1.0; // seconds until progress is worth showing
     static constexpr unsigned kGap = 16;     // absent objects in a row that end a range
 
@@ -337,7 +338,7 @@ class ObjectSearch {
     void add_listed(const VcardObjectEntry &entry) {
         arguments_.index = entry.index;
         const bool readable = (entry.access & VCARD_OBJECT_READ) != 0;
-        if (readable && !add_entry(entry.subindex)) {
+        if (readable && add_entry(entry.subindex) == Entry::Absent) {
             return; // it went meanwhile
         }
         if (!readable) {
@@ -348,6 +349,18 @@ class ObjectSearch {
         shown.access = access_text(entry.access);
         if (const ObjectType *type = canopen_type(entry.data_type)) {
             shown.type = type;
+        }
+    }
+
+    // Refusals alone are no list; the first one tells why.
+    void check_any_read() const {
+        const bool refused =
+            !found_.empty() && std::all_of(found_.begin(), found_.end(), [](const Shown &entry) {
+                return entry.refusal != PCI_TARN_OK;
+            });
+        if (refused) {
+            check_service(channel_, arguments_.slave, found_.front().refusal,
+                          "cannot read any object of " + arguments_.slave.text());
         }
     }
 
@@ -363,7 +376,7 @@ class ObjectSearch {
         unsigned absent = 0;
         for (uint32_t index = range.first; index <= range.last && absent < kGap; ++index) {
             arguments_.index = static_cast<uint16_t>(index);
-            absent = add_entry(0) ? 0 : absent + 1;
+            absent = add_entry(0) == Entry::Found ? 0 : absent + 1;
             if (absent == 0 && !found_.back().data.empty() && is_record()) {
                 add_subentries(found_.back().data[0]);
             }
@@ -378,25 +391,32 @@ class ObjectSearch {
         }
     }
 
-    // False when the slave does not have it.
-    bool add_entry(uint8_t subindex) {
+    // An entry that the slave refuses is listed without its value.
+    Entry add_entry(uint8_t subindex) {
         arguments_.subindex = subindex;
         Upload upload = ask(channel_, arguments_, sdo_timeout(context_, arguments_));
+        uint32_t refusal = PCI_TARN_OK;
         switch (upload.status) {
         case PCI_TARN_E_OD_NO_OBJECT:
         case PCI_TARN_E_OD_NO_SUB_OBJECT:
         case PCI_TARN_E_COE_ABORTED:
         case PCI_TARN_E_BAD_OBJECT:
-            return false;
+            return Entry::Absent;
+        case PCI_TARN_OK:
         case PCI_TARN_E_COE_WRITE_ONLY:
         case PCI_TARN_E_OD_ACCESS_DENIED:
             break;
         default:
-            check_service(channel_, arguments_.slave, upload.status,
-                          "cannot read " + arguments_.object() + " of " + arguments_.slave.text());
+            if (!is_refusal(channel_, arguments_.slave, upload.status)) {
+                check_service(channel_, arguments_.slave, upload.status,
+                              "cannot read " + arguments_.object() + " of " +
+                                  arguments_.slave.text());
+            }
+            refusal = upload.status;
         }
         found_.push_back(shown_entry(arguments_, subindex, std::move(upload.data)));
-        return true;
+        found_.back().refusal = refusal;
+        return refusal == PCI_TARN_OK ? Entry::Found : Entry::Refused;
     }
 
     Context &context_;
@@ -409,18 +429,16 @@ class ObjectSearch {
 int list(Context &context, const SdoArguments &arguments) {
     const std::vector<Shown> found = ObjectSearch(context, arguments).run();
     if (context.output.json()) {
-        Json document = Json::array();
-        for (const Shown &entry : found) {
-            document.add(entry_json(entry));
-        }
-        context.output.document(document);
+        context.output.document(entries_json(found));
         return kSuccess;
     }
     Table table({"Object", "Name", "Type", "Access", "Value"});
     for (const Shown &entry : found) {
+        const std::string value = entry.refusal != PCI_TARN_OK ? status_text(entry.refusal)
+                                  : entry.data.empty()         ? "-"
+                                                       : object_text(entry.type, entry.data);
         table.add({entry.object, entry.name, entry.type != nullptr ? entry.type->name : "-",
-                   entry.access.empty() ? "-" : entry.access,
-                   entry.data.empty() ? "-" : object_text(entry.type, entry.data)});
+                   entry.access.empty() ? "-" : entry.access, value});
     }
     context.output.text(table.text());
     return kSuccess;
@@ -465,10 +483,7 @@ void add_upload(CLI::App &sdo, Context &context) {
     add_object(command, *arguments);
     add_type(command, *arguments);
     add_timeout(command, *arguments);
-    command
-        ->add_option("-o,--output", arguments->file,
-                     "Write the bytes to this file, - for standard output")
-        ->type_name("FILE");
+    add_output(command, context, arguments->file);
     command->footer(with_global_options((std::string("  tarn sdo upload 1 0x6041\n"
                                                      "  tarn sdo upload 1 0x1018:4\n"
                                                      "  tarn sdo upload 1 0x1018 --complete\n"
@@ -509,7 +524,8 @@ void add_list(CLI::App &sdo, Context &context) {
         "  tarn sdo list 1 --json\n"
         "Access is that in PREOP, SAFEOP and OP: r read, w write. A slave that gives no list is\n"
         "searched for the objects of the communication area and of CiA 402 drives; those of its\n"
-        "manufacturer are then not among them, and tarn sdo upload reads them all the same.\n"));
+        "manufacturer are then not among them, and tarn sdo upload reads them all the same. An\n"
+        "entry that the slave refuses has the reason instead of its value.\n"));
 }
 
 } // namespace

@@ -12,6 +12,8 @@ const char *const kSelectionHelp =
 
 namespace {
 
+constexpr const char *kTransferred = "the data was transferred all the same";
+
 BitRun parse_bits(const std::string &text) {
     const size_t colon = text.find(':');
     const std::optional<uint64_t> bit = parse_unsigned(text.substr(0, colon));
@@ -50,29 +52,11 @@ BitRun part_of(const BitRun &whole, const Selection &selection, uint32_t values,
     return part;
 }
 
-BitData standard_input() {
-    BitData data;
-    data.bytes = read_standard_input();
-    data.bits = static_cast<uint32_t>(8 * data.bytes.size());
-    return data;
-}
-
-template <typename T>
-void add_optional_number(CLI::App *command, const char *name, std::optional<T> &value,
-                         const char *description, const char *unit) {
-    command
-        ->add_option_function<std::string>(
-            name,
-            [&value, name](const std::string &text) {
-                const std::optional<uint64_t> number = parse_unsigned(text);
-                if (!number || *number > UINT16_MAX) {
-                    throw CLI::ValidationError(name,
-                                               "\"" + text + "\" is no number from 0 to 65535");
-                }
-                value = static_cast<T>(*number);
-            },
-            description)
-        ->type_name(unit);
+void check_fits(uint64_t bits, const char *where, const Place &place) {
+    if (bits == 0 || bits > place.run.bits) {
+        throw Failure(PCI_TARN_E_OUT_OF_PI, counted(bits, "bit") + " " + where + " for " +
+                                                counted(place.run.bits, "bit") + " of data");
+    }
 }
 
 } // namespace
@@ -102,15 +86,38 @@ BitData given_values(EcatHandle *channel, const Selection &selection,
     const bool from_input = values == std::vector<std::string>{"-"};
     const auto count = from_input ? 0 : static_cast<uint32_t>(values.size());
     place = resolve(channel, selection, count);
-    BitData data = from_input
-                       ? standard_input()
-                       : parse_values(place.format, values, place.exact ? place.run.bits : 0);
-    if (data.bits == 0 || data.bits > place.run.bits) {
-        throw Failure(PCI_TARN_E_OUT_OF_PI, counted(data.bits, "bit") + " of values for " +
-                                                counted(place.run.bits, "bit") + " of data");
+    if (from_input) {
+        return whole_bytes(read_standard_input(), "of values", place);
     }
+    BitData data = parse_values(place.format, values, place.exact ? place.run.bits : 0);
+    check_fits(data.bits, "of values", place);
     place.run.bits = data.bits;
     return data;
+}
+
+BitData whole_bytes(std::vector<uint8_t> bytes, const char *where, Place &place) {
+    const uint64_t bits = 8 * uint64_t{bytes.size()}; // of a file of any size
+    check_fits(bits, where, place);
+    place.run.bits = static_cast<uint32_t>(bits);
+    return {std::move(bytes), place.run.bits};
+}
+
+Place resolve_to_show(EcatHandle *channel, const Selection &selection) {
+    Place place = resolve(channel, selection, 1);
+    check_whole_values(place.format, place.run.bits);
+    return place;
+}
+
+void warn_not_ready(uint32_t status) {
+    if (status != PCI_TARN_OK) {
+        Output::warning(status_text(status) + ": " + kTransferred + "; " + hint_of(status));
+    }
+}
+
+void add_warning(Json &json, uint32_t status) {
+    if (status != PCI_TARN_OK) {
+        json.set("warning", Failure(status, kTransferred).json());
+    }
 }
 
 Json run_json(const Place &place) {
@@ -125,10 +132,10 @@ std::vector<std::string> show(const Place &place, const BitData &data) {
 }
 
 void add_part_options(CLI::App *command, Selection &selection) {
-    add_optional_number(command, "-p,--slave", selection.slave,
-                        "Data of the slave at this position", "POSITION");
-    add_optional_number(command, "--offset", selection.offset, "First byte", "BYTE");
-    add_optional_number(command, "--length", selection.length, "Number of bytes", "BYTES");
+    add_number(command, "-p,--slave", selection.slave, "Data of the slave at this position",
+               "POSITION", 0, UINT16_MAX);
+    add_number(command, "--offset", selection.offset, "First byte", "BYTE", 0, UINT16_MAX);
+    add_number(command, "--length", selection.length, "Number of bytes", "BYTES", 0, UINT16_MAX);
     CLI::Option *bit = command->add_option_function<std::string>(
         "--bit", [&selection](const std::string &text) { selection.bits = parse_bits(text); },
         "First bit, and how many (1)");

@@ -36,6 +36,18 @@ void add_selection(CLI::App *command, Selection &selection, const char *default_
 // Failure when the part is not in the image.
 Place resolve(EcatHandle *channel, const Selection &selection, uint32_t values);
 
+// The same for a part that is shown: throws UsageError when a typed format does not divide it.
+Place resolve_to_show(EcatHandle *channel, const Selection &selection);
+
+// Bytes of a file or of standard input for a place, whose run is made as long as they are. Throws
+// Failure, which says where they are, when they do not fit.
+BitData whole_bytes(std::vector<uint8_t> bytes, const char *where, Place &place);
+
+// A status that says that a slave behind the data is not active: a warning, and "warning" in an
+// object. Nothing for status 0.
+void warn_not_ready(uint32_t status);
+void add_warning(Json &json, uint32_t status);
+
 // What was written on the command line, or standard input for "-", with the run of the place made
 // as long as it. Throws UsageError, or Failure when it does not fit the place.
 BitData given_values(EcatHandle *channel, const Selection &selection,

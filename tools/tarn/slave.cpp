@@ -115,7 +115,7 @@ Slave read_slave(EcatHandle *channel, uint16_t position) {
 }
 
 std::string slave_state_text(const Slave &slave) {
-    return state_name(slave.state) + (slave.error ? "+ERROR" : "");
+    return state_with_error(slave.state, slave.error);
 }
 
 BitRun slave_run(EcatHandle *channel, uint32_t direction, uint16_t position) {

@@ -1,10 +1,11 @@
 #include "slave_service.h"
 
-#include "host_file.h"
 #include "states.h"
-#include "terminal.h"
 
 #include <pci_tarn/pci_tarn.h>
+
+#include <algorithm>
+#include <iterator>
 
 namespace tarn {
 
@@ -34,6 +35,14 @@ bool may_be_the_state(uint32_t status) {
             status == PCI_TARN_E_WORKING_COUNTER);
 }
 
+// Statuses after which other requests to the slave would fail as well.
+constexpr uint32_t kGone[] = {
+    PCI_TARN_E_INVALID_SLAVE,   PCI_TARN_E_MAILBOX_NOT_SUPPORTED, PCI_TARN_E_COE_NOT_SUPPORTED,
+    PCI_TARN_E_NOT_STARTED,     PCI_TARN_E_NOT_CONFIGURED,        PCI_TARN_E_NOT_CONNECTED,
+    PCI_TARN_E_WORKING_COUNTER, PCI_TARN_E_CALL_TIMEOUT,          PCI_TARN_E_MAILBOX_GENERAL,
+    PCI_TARN_E_FRAME_TIMEOUT,   PCI_TARN_E_FRAME_WAIT_TIMEOUT,    PCI_TARN_E_FRAME_SEND_TIMEOUT,
+};
+
 } // namespace
 
 void add_slave(CLI::App *command, SlaveChoice &slave) {
@@ -51,13 +60,10 @@ void check_service(EcatHandle *channel, const SlaveChoice &slave, uint32_t statu
     throw Failure(status, what, better.empty() ? hint : better);
 }
 
-void give_bytes(const Output &output, const std::string &path, const std::vector<uint8_t> &data) {
-    if (path == "-") {
-        terminal::set_binary(output.stream());
-        output.text({data.begin(), data.end()});
-    } else {
-        replace_file(path, data);
-    }
+bool is_refusal(EcatHandle *channel, const SlaveChoice &slave, uint32_t status) {
+    return !no_answer(status) &&
+           std::find(std::begin(kGone), std::end(kGone), status) == std::end(kGone) &&
+           state_hint(channel, slave).empty();
 }
 
 } // namespace tarn

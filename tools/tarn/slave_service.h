@@ -23,8 +23,8 @@ void add_slave(CLI::App *command, SlaveChoice &slave);
 void check_service(EcatHandle *channel, const SlaveChoice &slave, uint32_t status,
                    const std::string &what, const std::string &hint = {});
 
-// Bytes as they are, to a file or, for "-", to standard output. A file is replaced only when all
-// is written.
-void give_bytes(const Output &output, const std::string &path, const std::vector<uint8_t> &data);
+// Whether a status only refuses what was asked for, so that the slave may be asked for something
+// else; otherwise it, the bus or the card does not answer at all.
+bool is_refusal(EcatHandle *channel, const SlaveChoice &slave, uint32_t status);
 
 } // namespace tarn

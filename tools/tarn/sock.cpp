@@ -1,7 +1,9 @@
 // tarn sock send, tarn sock recv
+#include "byte_output.h"
 #include "host_file.h"
 #include "live.h"
 #include "terminal.h"
+#include "values.h"
 
 #include <tarn_vcard/records.h>
 
@@ -11,8 +13,9 @@ namespace tarn {
 
 namespace {
 
-// The library copies what a slot of the ring carries, of whatever size the firmware made it.
-constexpr size_t kReceiveBytes = 1 << 20;
+// The library hands over what a slot of the ring carries, of whatever size the firmware made it,
+// and never more than this. A message that claims to be longer comes cut to its slot.
+constexpr size_t kReceiveBytes = PCI_TARN_CHUNK_SIZE;
 constexpr size_t kPieceBytes = 1024;
 
 constexpr struct {
@@ -65,16 +68,7 @@ std::vector<uint8_t> bytes_of(const std::string &text, bool as_hex) {
     if (!as_hex) {
         return {text.begin(), text.end()};
     }
-    std::vector<uint8_t> bytes;
-    for (size_t i = 0; i < text.size(); i += 2) {
-        const std::optional<uint64_t> byte = parse_unsigned("0x" + text.substr(i, 2));
-        if (!byte || i + 1 == text.size()) {
-            throw UsageError("\"" + printable(text) +
-                             "\" is no row of hexadecimal bytes, two digits each");
-        }
-        bytes.push_back(static_cast<uint8_t>(*byte));
-    }
-    return bytes;
+    return text.empty() ? std::vector<uint8_t>() : parse_hex_bytes(text);
 }
 
 Message message_of(const SendArguments &arguments) {
@@ -196,42 +190,51 @@ std::optional<Message> receive_one(EcatHandle *channel, std::vector<uint8_t> &bu
         return std::nullopt;
     }
     check(status, "cannot receive from the card");
-    if (length > buffer.size()) {
-        throw Failure("the card says that a message has " + counted(length, "byte"),
-                      "is its firmware all right?");
-    }
     message.data.assign(buffer.begin(), buffer.begin() + length);
     return message;
 }
 
-// What is received goes where the command line wants it.
+// What is received goes where the command line wants it, each message when it comes: the card has
+// it no more. A JSON list ends with all that came.
 class Receiver {
   public:
     Receiver(Context &context, const ReceiveArguments &arguments)
-        : output_(context.output), arguments_(arguments) {}
+        : output_(context.output), arguments_(arguments) {
+        if (!arguments.output.empty() && arguments.output != "-") {
+            file_.emplace(arguments.output);
+        }
+    }
 
     void take(const Message &message) {
         ++count_;
-        if (!arguments_.output.empty()) {
-            bytes_.insert(bytes_.end(), message.data.begin(), message.data.end());
-        }
         if (output_.json()) {
             list_.add(message_json(message));
-        } else if (arguments_.output != "-") {
-            output_.text(message_text(message, arguments_.hex));
+            return;
+        }
+        if (arguments_.output == "-") {
+            give_bytes(output_, "-", message.data);
+            return;
+        }
+        output_.text(message_text(message, arguments_.hex));
+        if (file_) {
+            file_->add(message.data);
         }
     }
 
     void finish() {
-        if (arguments_.output == "-") {
-            terminal::set_binary(output_.stream());
-            output_.text({bytes_.begin(), bytes_.end()});
-        } else if (!arguments_.output.empty()) {
-            replace_file(arguments_.output, bytes_);
-        }
         if (output_.json()) {
             output_.document(list_);
         }
+    }
+
+    // Returns the exit status.
+    int fail(const Failure &failure) {
+        Output::error(failure.what());
+        if (output_.json()) {
+            list_.add(Json::object().set("error", failure.json()));
+            output_.document(list_);
+        }
+        return kFailure;
     }
 
     [[nodiscard]] uint32_t count() const { return count_; }
@@ -240,7 +243,7 @@ class Receiver {
     const Output &output_;
     const ReceiveArguments &arguments_;
     Json list_ = Json::array();
-    std::vector<uint8_t> bytes_;
+    std::optional<PieceFile> file_;
     uint32_t count_ = 0;
 };
 
@@ -254,6 +257,18 @@ int follow_as_json(Context &context, EcatHandle *channel, std::vector<uint8_t> &
     });
 }
 
+void receive_all(EcatHandle *channel, const ReceiveArguments &arguments,
+                 std::vector<uint8_t> &buffer, Receiver &receiver) {
+    while (!terminal::interrupted() && (arguments.follow || receiver.count() < arguments.count)) {
+        const std::optional<Message> message = receive_one(channel, buffer);
+        if (message) {
+            receiver.take(*message);
+        } else if (!arguments.follow) {
+            return;
+        }
+    }
+}
+
 int receive(Context &context, const ReceiveArguments &arguments) {
     if (context.output.json() && !arguments.output.empty()) {
         throw UsageError("either --json or --output");
@@ -265,13 +280,13 @@ int receive(Context &context, const ReceiveArguments &arguments) {
         return follow_as_json(context, channel, buffer);
     }
     Receiver receiver(context, arguments);
-    while (!terminal::interrupted() && (arguments.follow || receiver.count() < arguments.count)) {
-        const std::optional<Message> message = receive_one(channel, buffer);
-        if (message) {
-            receiver.take(*message);
-        } else if (!arguments.follow) {
-            break;
+    try {
+        receive_all(channel, arguments, buffer, receiver);
+    } catch (const Failure &failure) {
+        if (receiver.count() == 0) {
+            throw;
         }
+        return receiver.fail(failure);
     }
     if (receiver.count() == 0 && !arguments.follow) {
         throw Failure(PCI_TARN_E_TIMEOUT, "no message came from the card within 500 ms",
@@ -325,15 +340,14 @@ void add_socket_commands(CLI::App &app, Context &context) {
     receive_command->add_flag("--follow", to_receive->follow, "Go on until Ctrl-C")
         ->excludes(count);
     receive_command->add_flag("--hex", to_receive->hex, "Show text in hexadecimal, too");
-    receive_command
-        ->add_option("-o,--output", to_receive->output,
-                     "Write the bytes alone to a file, or with - to standard output")
-        ->type_name("FILE");
+    add_output(receive_command, context, to_receive->output,
+               "Write the bytes alone to a file, or with - to standard output");
     receive_command->footer(with_global_options(
         "  tarn sock recv\n"
         "  tarn sock recv --count 20 -o answer.bin\n"
         "  tarn sock recv --follow\n"
-        "Ends when no message comes for half a second. Each message goes to one program only.\n"));
+        "Ends when no message comes for half a second. Each message goes to one program only, and "
+        "has at\nmost what a slot of the card's ring carries: 1024 bytes, as a rule.\n"));
 }
 
 } // namespace tarn

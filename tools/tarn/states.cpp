@@ -31,6 +31,10 @@ std::string state_name(uint8_t state) {
     return state == 0 ? "none" : std::to_string(state);
 }
 
+std::string state_with_error(uint8_t state, bool error) {
+    return state_name(state) + (error ? "+ERROR" : "");
+}
+
 std::optional<uint8_t> parse_state(const std::string &text) {
     std::string upper = text;
     std::transform(upper.begin(), upper.end(), upper.begin(),

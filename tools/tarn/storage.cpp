@@ -1,6 +1,6 @@
 // tarn flash read|write|erase|dump, tarn file get|put, tarn update
 #include "storage.h"
-#include "command.h"
+#include "byte_output.h"
 #include "host_file.h"
 #include "progress.h"
 
@@ -48,35 +48,21 @@ std::vector<uint8_t> read_flash(Context &context, uint32_t address, uint32_t len
     return data;
 }
 
-void give_flash(Context &context, const FlashArguments &arguments,
-                const std::vector<uint8_t> &data) {
+int give_flash(Context &context, const FlashArguments &arguments,
+               const std::vector<uint8_t> &data) {
     const Output &output = context.output;
-    if (!arguments.file.empty()) {
-        write_file(arguments.file, data);
-    }
-    if (output.json()) {
-        Json document = Json::object().set("address", arguments.address).set("length", data.size());
-        if (arguments.file.empty()) {
-            document.set("hex", hex(data, false));
-        } else {
-            document.set("file", printable(arguments.file));
-        }
-        output.document(document);
-    } else if (arguments.file.empty()) {
-        output.text(hex_dump(arguments.address, data, 6));
-    } else {
-        output.line("Read " + size_text(data.size()) + " to " + printable(arguments.file));
-    }
+    return give_result(output, arguments.file, data,
+                       {Json::object().set("address", arguments.address).set("length", data.size()),
+                        "", [&](Json &document) { document.set("hex", hex(data, false)); },
+                        [&] { output.text(hex_dump(arguments.address, data, 6)); }});
 }
 
 int flash_read(Context &context, const FlashArguments &arguments) {
-    give_flash(context, arguments, read_flash(context, arguments.address, arguments.length));
-    return kSuccess;
+    return give_flash(context, arguments, read_flash(context, arguments.address, arguments.length));
 }
 
 int flash_dump(Context &context, const FlashArguments &arguments) {
-    give_flash(context, arguments, read_flash(context, 0, kFlashSize));
-    return kSuccess;
+    return give_flash(context, arguments, read_flash(context, 0, kFlashSize));
 }
 
 // The card takes texts: a zero byte would end one, and what is behind it would be lost.
@@ -178,16 +164,12 @@ void add_flash(CLI::App &app, Context &context) {
                 ->required();
         }
     };
-    const auto add_file = [](CLI::App *command, FlashArguments &arguments) {
-        command->add_option("-o,--output", arguments.file, "Write the bytes to this file")
-            ->type_name("FILE");
-    };
 
     const auto read = std::make_shared<FlashArguments>();
     CLI::App *command = add_command<FlashArguments>(*flash, context, "read", "Show or save a range",
                                                     read, flash_read);
     add_range(command, *read, true);
-    add_file(command, *read);
+    add_output(command, context, read->file);
 
     const auto write = std::make_shared<FlashArguments>();
     command = add_command<FlashArguments>(
@@ -204,8 +186,7 @@ void add_flash(CLI::App &app, Context &context) {
     const auto dump = std::make_shared<FlashArguments>();
     command =
         add_command<FlashArguments>(*flash, context, "dump", "Save all of it", dump, flash_dump);
-    add_file(command, *dump);
-    command->get_option("--output")->required();
+    add_output(command, context, dump->file)->required();
 }
 
 // ---- files of the card --------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 namespace tarn::terminal {
 
@@ -19,9 +20,12 @@ struct Size {
 // Of a terminal; the usual size when unknown.
 Size size(FILE *stream);
 
-// From here on Ctrl-C only sets a flag.
+// From here on Ctrl-C, and a request to end, only sets a flag.
 void catch_interrupt();
 bool interrupted();
+
+// A file that goes when Ctrl-C ends the program; none for an empty path. The last one counts.
+void remove_on_interrupt(const std::string &path);
 
 // Raw bytes: no line-end conversion.
 void set_binary(FILE *stream);

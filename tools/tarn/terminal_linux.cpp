@@ -1,6 +1,9 @@
 #include "terminal.h"
 
+#include <array>
+#include <atomic>
 #include <csignal>
+#include <cstring>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -11,6 +14,32 @@ namespace {
 
 int g_output = -1;
 volatile std::sig_atomic_t g_interrupted = 0;
+
+// What the handler removes: it may call nothing that could be interrupted halfway, so the path
+// lies ready.
+std::array<char, 4096> g_leftover{};
+std::atomic<bool> g_leaves_a_file{false};
+constexpr int kEnds[] = {SIGINT, SIGTERM, SIGHUP};
+
+void remove_and_end(int signal) {
+    if (g_leaves_a_file) {
+        unlink(g_leftover.data());
+    }
+    ::signal(signal, SIG_DFL);
+    raise(signal); // what waits for this program learns that it was interrupted
+}
+
+// Only where nobody else has said what is to happen.
+void install_removal() {
+    for (const int signal : kEnds) {
+        struct sigaction action {};
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler == SIG_DFL) {
+            action.sa_handler = remove_and_end;
+            sigaction(signal, &action, nullptr);
+        }
+    }
+}
 
 // Runs before the start-up code of any library, which may print as well. Plain system calls,
 // because sanitizers have not set up their wrappers by then.
@@ -54,6 +83,16 @@ void catch_interrupt() {
 
 bool interrupted() {
     return g_interrupted != 0;
+}
+
+void remove_on_interrupt(const std::string &path) {
+    g_leaves_a_file = false;
+    if (path.empty() || path.size() >= g_leftover.size()) {
+        return;
+    }
+    std::memcpy(g_leftover.data(), path.c_str(), path.size() + 1);
+    g_leaves_a_file = true;
+    install_removal();
 }
 
 void set_binary(FILE *) {}

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <fcntl.h>
 #include <io.h>
+#include <mutex>
 #include <windows.h>
 
 namespace tarn::terminal {
@@ -10,9 +11,31 @@ namespace tarn::terminal {
 namespace {
 
 std::atomic<bool> g_interrupted{false};
+std::atomic<bool> g_catches{false}; // an interrupt does not end the program
 
 HANDLE console_of(FILE *stream) {
     return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+}
+
+// What the handler, which runs in a thread of its own, removes.
+std::mutex g_leftover_mutex;
+std::string g_leftover;
+
+// Runs before the system ends the program. A file that is being written cannot be removed, so this
+// tries for a while.
+BOOL WINAPI remove_leftover(DWORD) {
+    if (g_catches) {
+        return FALSE;
+    }
+    const std::lock_guard lock(g_leftover_mutex);
+    constexpr int kTries = 100;
+    for (int i = 0; i < kTries && !g_leftover.empty(); ++i) {
+        if (DeleteFileA(g_leftover.c_str()) != 0 || GetLastError() == ERROR_FILE_NOT_FOUND) {
+            break;
+        }
+        Sleep(10);
+    }
+    return FALSE; // the system goes on
 }
 
 BOOL WINAPI on_control(DWORD event) {
@@ -52,11 +75,18 @@ Size size(FILE *stream) {
 }
 
 void catch_interrupt() {
+    g_catches = true;
     SetConsoleCtrlHandler(on_control, TRUE);
 }
 
 bool interrupted() {
     return g_interrupted;
+}
+
+void remove_on_interrupt(const std::string &path) {
+    static const bool installed = SetConsoleCtrlHandler(remove_leftover, TRUE) != 0;
+    const std::lock_guard lock(g_leftover_mutex);
+    g_leftover = installed ? path : "";
 }
 
 void set_binary(FILE *stream) {

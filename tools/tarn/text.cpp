@@ -69,6 +69,25 @@ size_t display_width(std::string_view text) {
     return width;
 }
 
+std::string clipped(std::string_view text, size_t columns) {
+    size_t end = 0;
+    for (size_t width = 0; end < text.size(); ++end) {
+        width += (static_cast<uint8_t>(text[end]) & 0xC0) != 0x80;
+        if (width > columns) {
+            break;
+        }
+    }
+    return std::string(text.substr(0, end));
+}
+
+std::string joined(const std::vector<std::string> &texts, const char *separator) {
+    std::string all;
+    for (const std::string &text : texts) {
+        all += (all.empty() ? "" : separator) + text;
+    }
+    return all;
+}
+
 std::optional<uint64_t> parse_unsigned(std::string_view text) {
     int base = 10;
     if (text.starts_with("0x") || text.starts_with("0X")) {

@@ -18,6 +18,11 @@ std::string printable(std::string_view text);
 
 // Columns of a string on a terminal: its UTF-8 characters.
 size_t display_width(std::string_view text);
+// The beginning that fits into so many columns.
+std::string clipped(std::string_view text, size_t columns);
+
+// "a, b, c".
+std::string joined(const std::vector<std::string> &texts, const char *separator);
 
 // A whole number, decimal or with 0x; nothing else in the text.
 std::optional<uint64_t> parse_unsigned(std::string_view text);

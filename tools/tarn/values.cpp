@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
+#include <cstdlib>
 
 namespace tarn {
 
@@ -29,24 +31,12 @@ uint64_t mask_of(uint32_t bits) {
 
 // ---- showing ------------------------------------------------------------------------------------
 
-uint64_t little_endian(const uint8_t *bytes, size_t count) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < count; ++i) {
-        value |= uint64_t{bytes[i]} << (8 * i);
-    }
-    return value;
-}
-
 uint64_t number(const BitData &data) {
     return little_endian(data.bytes.data(), data.bytes.size());
 }
 
 std::vector<uint64_t> typed_values(const Format &format, const BitData &data) {
-    if (data.bits % format.bits != 0) {
-        throw UsageError(counted(data.bits, "bit") + " are no whole number of " +
-                         std::to_string(format.bits) +
-                         "-bit values; choose them with --offset and --length");
-    }
+    check_whole_values(format, data.bits);
     std::vector<uint64_t> values;
     for (size_t i = 0; i < data.bytes.size(); i += format.bits / 8) {
         values.push_back(little_endian(&data.bytes[i], format.bits / 8));
@@ -168,19 +158,29 @@ uint64_t parse_integer(Kind kind, const std::string &text, uint32_t bits) {
     return *value;
 }
 
-uint64_t parse_one(const Format &format, const std::string &text, uint32_t bits) {
-    if (format.kind == Kind::Binary) {
-        return parse_binary(text, bits);
-    }
-    if (format.kind != Kind::Float) {
-        return parse_integer(format.kind, text, bits);
-    }
+// Infinity fits only when it was written as such.
+uint64_t parse_float(const std::string &text, uint32_t bits) {
     const std::optional<double> value = parse_real(text);
     if (!value) {
         bad_value(text, "is no number");
     }
-    return format.bits == 32 ? std::bit_cast<uint32_t>(static_cast<float>(*value))
-                             : std::bit_cast<uint64_t>(*value);
+    const float single = std::strtof(text.c_str(), nullptr);
+    const bool infinite = bits == 32 ? std::isinf(single) : std::isinf(*value);
+    if (infinite && text.find_first_of("0123456789") != std::string::npos) {
+        bad_value(text, "does not fit into " + counted(bits, "bit"));
+    }
+    return bits == 32 ? std::bit_cast<uint32_t>(single) : std::bit_cast<uint64_t>(*value);
+}
+
+uint64_t parse_one(const Format &format, const std::string &text, uint32_t bits) {
+    switch (format.kind) {
+    case Kind::Binary:
+        return parse_binary(text, bits);
+    case Kind::Float:
+        return parse_float(text, bits);
+    default:
+        return parse_integer(format.kind, text, bits);
+    }
 }
 
 void append(BitData &data, uint64_t value, uint32_t bits) {
@@ -190,18 +190,35 @@ void append(BitData &data, uint64_t value, uint32_t bits) {
     data.bits += bits;
 }
 
-// "0A0B0C": two digits per byte.
-void append_hex_row(BitData &data, const std::string &text) {
-    const bool digits = text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
-    if (!digits || text.empty() || text.size() % 2 != 0) {
-        bad_value(text, "is no row of hexadecimal bytes, two digits each");
+} // namespace
+
+uint64_t little_endian(const uint8_t *bytes, size_t count) {
+    uint64_t value = 0;
+    for (size_t i = 0; i < count; ++i) {
+        value |= uint64_t{bytes[i]} << (8 * i);
     }
-    for (size_t i = 0; i < text.size(); i += 2) {
-        append(data, *parse_unsigned("0x" + text.substr(i, 2)), 8);
-    }
+    return value;
 }
 
-} // namespace
+std::vector<uint8_t> parse_hex_bytes(const std::string &digits) {
+    const bool all = digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    if (!all || digits.empty() || digits.size() % 2 != 0) {
+        bad_value(digits, "is no row of hexadecimal bytes, two digits each");
+    }
+    std::vector<uint8_t> bytes;
+    for (size_t i = 0; i < digits.size(); i += 2) {
+        bytes.push_back(static_cast<uint8_t>(*parse_unsigned("0x" + digits.substr(i, 2))));
+    }
+    return bytes;
+}
+
+void check_whole_values(const Format &format, uint32_t bits) {
+    if (format.typed() && bits % format.bits != 0) {
+        throw UsageError(counted(bits, "bit") + " are no whole number of " +
+                         std::to_string(format.bits) +
+                         "-bit values; choose them with --offset and --length");
+    }
+}
 
 Format parse_format(const std::string &name) {
     for (const auto &known : kFormats) {
@@ -255,7 +272,9 @@ BitData parse_values(const Format &format, const std::vector<std::string> &texts
     BitData data;
     for (const std::string &text : texts) {
         if (format.kind == Kind::Hex) {
-            append_hex_row(data, text);
+            for (const uint8_t byte : parse_hex_bytes(text)) {
+                append(data, byte, 8);
+            }
         } else {
             append(data, parse_one(format, text, width), width);
         }

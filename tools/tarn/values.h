@@ -30,6 +30,15 @@ struct BitData {
     uint32_t bits = 0;
 };
 
+// A number of up to 8 bytes, least significant byte first.
+uint64_t little_endian(const uint8_t *bytes, size_t count);
+
+// "0a0B0c", two digits per byte. Throws UsageError.
+std::vector<uint8_t> parse_hex_bytes(const std::string &digits);
+
+// Throws UsageError when a typed format does not divide the run.
+void check_whole_values(const Format &format, uint32_t bits);
+
 // Largest run that is shown or written as one number.
 inline constexpr uint32_t kNumberBits = 64;
 

@@ -1,10 +1,17 @@
 // tarn watchdog config, enable, start, stop, query, feed
 #include "diagnosis.h"
 #include "live.h"
+#include "slave.h"
 #include "slave_service.h"
 #include "terminal.h"
+#include "values.h"
 
 #include <tarn_vcard/records.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
 
 namespace tarn {
 
@@ -20,17 +27,7 @@ std::vector<uint8_t> parse_hex(const std::vector<std::string> &words) {
         const bool prefix = word.starts_with("0x") || word.starts_with("0X");
         digits += prefix ? word.substr(2) : word;
     }
-    const auto is_digit = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
-    if (digits.empty() || digits.size() % 2 != 0 ||
-        !std::all_of(digits.begin(), digits.end(), is_digit)) {
-        throw UsageError("\"" + printable(digits) +
-                         "\" is no row of hexadecimal bytes, two digits each");
-    }
-    std::vector<uint8_t> bytes;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<uint8_t>(*parse_unsigned("0x" + digits.substr(i, 2))));
-    }
-    return bytes;
+    return parse_hex_bytes(digits);
 }
 
 void tell(Context &context, const std::string &text, Json json) {
@@ -198,19 +195,58 @@ struct FeedArguments {
 
 uint64_t feed_on(EcatHandle *channel, const FeedArguments &arguments) {
     terminal::catch_interrupt();
+    if (arguments.for_s <= 0) {
+        std::fprintf(stderr, "feeding every %u ms until Ctrl-C\n", arguments.every_ms);
+        std::fflush(stderr);
+    }
     const auto start = std::chrono::steady_clock::now();
-    const auto over = [&] {
+    // How long it goes on, in milliseconds.
+    const auto rest_ms = [&] {
         const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
-        return terminal::interrupted() ||
-               (arguments.for_s > 0 && passed.count() >= arguments.for_s);
+        return arguments.for_s > 0 ? 1000 * (arguments.for_s - passed.count())
+                                   : std::numeric_limits<double>::infinity();
     };
     uint64_t count = 0;
     do {
         check(EcatPIWatchDogFeed(channel), "cannot feed the watchdog");
         ++count;
-        pause_for(arguments.every_ms);
-    } while (!over());
+        const double pause = std::clamp<double>(std::ceil(rest_ms()), 0, arguments.every_ms);
+        pause_for(static_cast<uint32_t>(pause));
+    } while (!terminal::interrupted() && rest_ms() > 0);
     return count;
+}
+
+// What the watchdog does when this program feeds it no more: flags of the whole channel, told about
+// any slave that has outputs. Nothing when the firmware does not say.
+std::optional<uint32_t> watchdog_flags(EcatHandle *channel) {
+    const uint16_t slaves = records_are_known(channel) ? slave_count(channel) : uint16_t{0};
+    for (uint16_t slave = 0; slave < slaves; ++slave) {
+        uint32_t flags = 0;
+        uint32_t second = 0;
+        uint32_t length = kQueryBytes;
+        const uint32_t status =
+            EcatPIWatchDogQuery(channel, slave, &flags, &second, nullptr, nullptr, &length);
+        if (status == PCI_TARN_OK) {
+            return flags;
+        }
+        if (no_answer(status)) {
+            break;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string aftermath(std::optional<uint32_t> flags) {
+    if (!flags) {
+        return "If the watchdog is started, the card brings the safe data when no program feeds it "
+               "on; tarn watchdog stop ends that";
+    }
+    return (*flags & VCARD_WATCHDOG_EXPIRED) != 0
+               ? "The watchdog has expired: the outputs have the safe data"
+           : (*flags & VCARD_WATCHDOG_WATCHING) != 0
+               ? "The watchdog goes on watching: the card brings the safe data when no program "
+                 "feeds it on; tarn watchdog stop ends that"
+               : "The watchdog is not watching, the outputs stay as they are";
 }
 
 int feed(Context &context, const FeedArguments &arguments) {
@@ -218,13 +254,20 @@ int feed(Context &context, const FeedArguments &arguments) {
         throw UsageError("--for needs --every");
     }
     EcatHandle *channel = context.session.channel();
-    uint64_t count = 1;
     if (arguments.every_ms == 0) {
         check(EcatPIWatchDogFeed(channel), "cannot feed the watchdog");
-    } else {
-        count = feed_on(channel, arguments);
+        tell(context, "Watchdog fed 1 time", Json::object().set("fed", 1));
+        return kSuccess;
     }
-    tell(context, "Watchdog fed " + counted(count, "time"), Json::object().set("fed", count));
+    const uint64_t count = feed_on(channel, arguments);
+    const std::optional<uint32_t> flags = watchdog_flags(channel);
+    Json json = Json::object()
+                    .set("fed", count)
+                    .set("interrupted", terminal::interrupted())
+                    .set("watching", flags ? Json((*flags & VCARD_WATCHDOG_WATCHING) != 0) : Json())
+                    .set("expired", flags ? Json((*flags & VCARD_WATCHDOG_EXPIRED) != 0) : Json());
+    tell(context, "Watchdog fed " + counted(count, "time") + "\n" + aftermath(flags),
+         std::move(json));
     return kSuccess;
 }
 
@@ -284,14 +327,14 @@ void add_query_and_feed(CLI::App &watchdog, Context &context) {
     CLI::App *command = add_command<FeedArguments>(
         watchdog, context, "feed", "Tell the watchdog that the host is alive", arguments, feed);
     add_number(command, "--every", arguments->every_ms, "Feed again and again, so often", "MS", 1);
-    command->add_option("--for", arguments->for_s, "For so long; without it until Ctrl-C")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, kLongestFeedS));
+    add_seconds(command, "--for", arguments->for_s, "For so long; without it until Ctrl-C", 0.001,
+                kLongestFeedS);
     command->footer(with_global_options(
         "  tarn watchdog feed\n"
         "  tarn watchdog feed --every 100 --for 10\n"
         "Each read or write of the process image feeds the watchdog as well, in whatever "
-        "program.\n"));
+        "program.\n"
+        "At the end of --every, also by Ctrl-C, it says what the watchdog does from then on.\n"));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "base/card_memory.h"
 #include "vcard/bus/bits.h"
+#include "vcard/bus/cycle_clock.h"
 #include "vcard/bus/esc.h"
 #include "vcard/bus/ethercat.h"
 #include "vcard/bus/simulation.h"
@@ -12,7 +13,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -33,15 +33,19 @@ constexpr uint32_t kBufferLimit = 32807;
 constexpr uint32_t kNoSignOfLife = 80003;
 
 constexpr size_t kEscBytes = 0x10000;
+constexpr auto kLateLook = std::chrono::milliseconds(10);
 constexpr auto kAutoClearDelay = std::chrono::milliseconds(100);
 
 bool known_state(uint8_t state) {
     return state == kInit || state == kPreOp || state == kBoot || state == kSafeOp || state == kOp;
 }
 
-// The next state on the way up or down; BOOT is reached from INIT only.
+// The next state on the way up or down; to and from BOOT the way is by INIT.
 uint8_t next_state(uint8_t from, uint8_t to) {
-    if (to < from || to == kBoot) {
+    if (from != to && from != kInit && (from == kBoot || to == kBoot)) {
+        return kInit;
+    }
+    if (to <= from || to == kBoot) {
         return to;
     }
     return from == kInit ? kPreOp : from == kPreOp ? kSafeOp : kOp;
@@ -49,8 +53,8 @@ uint8_t next_state(uint8_t from, uint8_t to) {
 
 } // namespace
 
-// The lock guards all of it; the cycle thread holds it for a cycle, and lets it go for the
-// interrupt.
+// The lock guards all of it; the cycle thread holds it for a cycle, but neither while it waits nor
+// for the interrupt.
 struct Bus::State {
     struct Slave {
         uint8_t state = kInit; // with the error flag
@@ -79,6 +83,7 @@ struct Bus::State {
     void write_exchange(const Image &image);
     void step_all(uint8_t to);
     void set_state(uint32_t index, uint8_t to);
+    void bring(uint32_t index, uint8_t to);
     void climb(uint32_t index);
     uint16_t run_commands(uint32_t index, Transition transition);
     void log_notes();
@@ -93,7 +98,7 @@ struct Bus::State {
     [[nodiscard]] EscSurroundings surroundings();
     bool unplug(uint32_t index, std::optional<uint32_t> port);
     bool repair(uint32_t index);
-    void wait_late(std::unique_lock<std::mutex> &lock);
+    bool wait_late(std::unique_lock<std::mutex> &lock);
     void clear_old_errors();
     void take_outputs();
     bool pop_output_queue();
@@ -109,9 +114,8 @@ struct Bus::State {
     ShadowInputWriter shadow_inputs;
 
     mutable std::mutex mutex;
-    std::condition_variable wake;
+    CycleClock clock;
     std::thread thread;
-    bool stopping = false;
 
     bool configured = false;
     Network network;
@@ -256,8 +260,7 @@ SlaveView Bus::State::view(uint32_t index) {
 }
 
 // Start commands of a transition, run in the lower of its states, or in the other one when that is
-// INIT, which has no mailbox. Gives an AL
-// status code.
+// INIT, which has no mailbox. Gives an AL status code.
 uint16_t Bus::State::run_commands(uint32_t index, Transition transition) {
     if (!network.slaves[index].mailbox || !network.slaves[index].mailbox_config.coe ||
         transition.from == transition.to || transition.from == kBoot || transition.to == kBoot) {
@@ -296,20 +299,33 @@ void Bus::State::tell() {
     }
 }
 
+// Brings a slave to a state, step by step, wherever it is; an error ends the way. A slave in error
+// goes down at once, and from BOOT to INIT only.
+void Bus::State::bring(uint32_t index, uint8_t to) {
+    Slave &slave = slaves[index];
+    const auto now = static_cast<uint8_t>(slave.state & kStateMask);
+    if ((slave.state & kErrorFlag) != 0) {
+        if (now != kBoot || to == kInit) {
+            set_state(index, to);
+        }
+        return;
+    }
+    do {
+        set_state(index, next_state(slave.state, to));
+    } while (slave.answers && slave.state != to && (slave.state & kErrorFlag) == 0);
+}
+
 // Takes a slave's error away and brings it to the master's state, step by step.
 void Bus::State::climb(uint32_t index) {
     Slave &slave = slaves[index];
     slave.state &= kStateMask;
     slave.al_status_code = 0;
-    const uint8_t target = master == kBoot ? kInit : master;
-    while (slave.answers && slave.state != target && (slave.state & kErrorFlag) == 0) {
-        set_state(index, next_state(slave.state, target));
-    }
+    bring(index, master == kBoot ? kInit : master);
 }
 
 void Bus::State::step_all(uint8_t to) {
     for (uint32_t i = 0; i < slaves.size(); ++i) {
-        set_state(i, to);
+        bring(i, to);
     }
     master = to;
     observe(true);
@@ -473,44 +489,53 @@ void Bus::State::cycle(Clock::time_point due) {
     ++cycles;
 }
 
-// The late cycle on demand.
-void Bus::State::wait_late(std::unique_lock<std::mutex> &lock) {
+// The late cycle on demand, which a demand of 0 ends. False when the bus is to stop.
+bool Bus::State::wait_late(std::unique_lock<std::mutex> &lock) {
     if (late_on_demand.count() == 0 || (master != kSafeOp && master != kOp)) {
-        return;
+        return true;
     }
-    const auto time = std::exchange(late_on_demand, std::chrono::microseconds(0));
-    if (!wake.wait_for(lock, time, [this] { return stopping; })) {
-        diagnostics.note_late_cycle(time);
+    const Clock::time_point begin = Clock::now();
+    for (Clock::time_point now = begin; now < begin + late_on_demand; now = Clock::now()) {
+        const Clock::time_point look = std::min(begin + late_on_demand, now + kLateLook);
+        lock.unlock();
+        const bool go_on = clock.wait_until(look);
+        lock.lock();
+        if (!go_on) {
+            return false;
+        }
     }
+    const auto waited = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin);
+    const auto wanted = std::exchange(late_on_demand, std::chrono::microseconds(0));
+    diagnostics.note_late_cycle(wanted.count() != 0 ? wanted : waited);
+    return true;
 }
 
 // Deadlines are absolute. Cycles that were missed are left out, not made up for.
 void Bus::State::run() {
-    std::unique_lock lock(mutex);
     const auto period = std::chrono::microseconds(network.cycle_us);
     Clock::time_point deadline = Clock::now() + period;
-    while (!wake.wait_until(lock, deadline, [this] { return stopping; })) {
-        wait_late(lock);
-        if (stopping) {
+    while (clock.wait_until(deadline)) {
+        std::unique_lock lock(mutex);
+        if (!wait_late(lock)) {
             return;
         }
         const bool exchanging = master == kSafeOp || master == kOp;
         if (exchanging) {
             cycle(deadline);
-            if (options.cycle_interrupt) {
-                lock.unlock();
-                options.cycle_interrupt();
-                lock.lock();
-            }
         } else {
             diagnostics.interrupt_cycles();
             watchdog.rest();
+        }
+        lock.unlock();
+        if (exchanging && options.cycle_interrupt) {
+            options.cycle_interrupt();
         }
         deadline += period;
         const Clock::time_point now = Clock::now();
         if (now > deadline) {
             const auto missed = (now - deadline) / period + 1;
             deadline += missed * period;
+            lock.lock();
             pi.cycles_left_out += exchanging ? static_cast<uint64_t>(missed) : 0;
         }
     }
@@ -546,7 +571,7 @@ void Bus::start() {
     if (s.thread.joinable() || !configured()) {
         return;
     }
-    s.stopping = false;
+    s.clock.reset();
     s.diagnostics.start(Clock::now());
     s.thread = std::thread([&s] { s.run(); });
 }
@@ -554,11 +579,7 @@ void Bus::start() {
 void Bus::stop() {
     State &s = *state_;
     if (s.thread.joinable()) {
-        {
-            const std::scoped_lock lock(s.mutex);
-            s.stopping = true;
-        }
-        s.wake.notify_all();
+        s.clock.interrupt();
         s.thread.join();
         s.tell();
         if (s.input_queue_used && s.pi.inputs_dropped != 0) {

@@ -17,9 +17,11 @@ constexpr uint32_t kFrameError = 34305;
 constexpr uint32_t kSendingTimeout = 34310;
 constexpr uint32_t kSlaveDisconnect = 80014;
 
-// A read-write command counts a slave's inputs once and its outputs twice.
-constexpr uint32_t kInputsWkc = 1;
-constexpr uint32_t kOutputsWkc = 2;
+// What a slave adds for inputs and for outputs; a command that reads and writes counts outputs
+// twice.
+constexpr uint32_t kReadWkc = 1;
+constexpr uint32_t kWriteWkc = 1;
+constexpr uint32_t kReadWriteWkc = 2;
 
 constexpr int32_t kLargestDifference = 60;
 constexpr int32_t kDifferenceStep = 8;
@@ -49,10 +51,13 @@ uint64_t ns(std::chrono::steady_clock::duration time) {
                      std::chrono::duration_cast<std::chrono::nanoseconds>(time).count());
 }
 
+// Slaves take outputs from the frames from SAFEOP on, even if they do nothing with them yet.
 uint32_t part_of_wkc(const SlaveConfig &slave, uint8_t state) {
-    const uint32_t inputs = slave.inputs.length != 0 ? kInputsWkc : 0;
-    const uint32_t outputs = slave.outputs.length != 0 ? kOutputsWkc : 0;
-    return state == kOp ? inputs + outputs : state == kSafeOp ? inputs : 0;
+    const uint32_t inputs = slave.inputs.length != 0 ? kReadWkc : 0;
+    const uint32_t outputs = slave.outputs.length == 0 ? 0
+                             : slave.written_only      ? kWriteWkc
+                                                       : kReadWriteWkc;
+    return state == kOp || state == kSafeOp ? inputs + outputs : 0;
 }
 
 std::string hex(uint16_t value) {
@@ -566,7 +571,9 @@ uint32_t BusDiagnostics::dc_delay_ns(uint32_t slave) const {
     if (!network_->slaves[slave].dc || reference_ >= slave) {
         return 0;
     }
-    return (slave - reference_) * kHopNs;
+    const uint32_t there = topology_->hops(slave);
+    const uint32_t reference = topology_->hops(reference_);
+    return there > reference ? (there - reference) * kHopNs : 0;
 }
 
 } // namespace tarn::vcard

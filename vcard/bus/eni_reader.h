@@ -57,16 +57,24 @@ std::span<const DriveObject> drive_objects();
 
 std::string slave_path(size_t index);
 
+// What a file may ask for beyond its own size, all slaves together: a few words would else fill
+// the memory.
+struct Allowance {
+    size_t zeros = 16U << 20;  // bytes of commands that give the length of their data only
+    size_t entries = 1U << 18; // of PDOs that the file does not describe
+};
+
 // The PDOs of one direction ("RxPdo" or "TxPdo") that are assigned to sync managers, in the order
 // of the process data: as the SmN elements list them, else by the PDOs' own Sm attributes, else
-// all.
+// all. Each comes once.
 std::vector<pugi::xml_node> assigned_pdos(pugi::xml_node data, const char *name,
                                           const std::string &where);
 
 // Mailbox, start commands, sync managers, PDOs and DC of a Slave element.
-void read_services(pugi::xml_node node, SlaveConfig &slave, const std::string &where);
+void read_services(pugi::xml_node node, SlaveConfig &slave, const std::string &where,
+                   Allowance &allowance);
 
 // Gives a slave whose file has runs but no PDOs the PDOs that the runs must come from.
-void describe_runs(SlaveConfig &slave);
+void describe_runs(SlaveConfig &slave, const std::string &where, Allowance &allowance);
 
 } // namespace tarn::vcard::eni

@@ -3,12 +3,15 @@
 #include "vcard/bus/eni_reader.h"
 
 #include "layout/card_memory_map.h"
+#include "vcard/bus/ethercat.h"
 #include "vcard/bus/start_mapping.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <iterator>
+#include <map>
+#include <set>
 
 namespace tarn::vcard::eni {
 
@@ -20,21 +23,31 @@ constexpr size_t kMaxInitData = 65536;
 constexpr size_t kPdoEntries = 128;   // of PDOs that the file does not describe
 constexpr uint32_t kMaxPadding = 248; // bits of one entry
 constexpr int64_t kMostSyncManagers = 16;
+constexpr size_t kMostPdos = 1024; // of one direction, and of a sync manager
 
-// The elements Sm0, Sm1 and so on up to Sm15, by their numbers.
+void spend(size_t &rest, size_t count, const std::string &where, const char *what) {
+    if (count > rest) {
+        refuse(kXmlContainsErrors,
+               format("%s: with this the file has too %s", where.c_str(), what));
+    }
+    rest -= count;
+}
+
+// The elements Sm0, Sm1 and so on up to Sm15, by their numbers; the first of each number.
 std::vector<xml_node> sync_managers(xml_node data) {
-    const auto number_of = [](xml_node node) { return parse_number(node.name() + 2); };
-    std::vector<xml_node> managers;
+    std::map<int64_t, xml_node> managers;
     for (xml_node node : data.children()) {
         const std::optional<int64_t> number =
-            std::strncmp(node.name(), "Sm", 2) == 0 ? number_of(node) : std::nullopt;
+            std::strncmp(node.name(), "Sm", 2) == 0 ? parse_number(node.name() + 2) : std::nullopt;
         if (number && *number >= 0 && *number < kMostSyncManagers) {
-            managers.push_back(node);
+            managers.emplace(*number, node);
         }
     }
-    std::stable_sort(managers.begin(), managers.end(),
-                     [&](xml_node a, xml_node b) { return number_of(a) < number_of(b); });
-    return managers;
+    std::vector<xml_node> found;
+    for (const auto &[number, node] : managers) {
+        found.push_back(node);
+    }
+    return found;
 }
 
 uint32_t number_or(xml_node node, const char *name, uint32_t absent) {
@@ -49,15 +62,15 @@ uint32_t number_or(xml_node node, const char *name, uint32_t absent) {
 uint8_t state_of(char letter) {
     switch (std::toupper(static_cast<unsigned char>(letter))) {
     case 'I':
-        return 1;
+        return kInit;
     case 'P':
-        return 2;
+        return kPreOp;
     case 'B':
-        return 3;
+        return kBoot;
     case 'S':
-        return 4;
+        return kSafeOp;
     case 'O':
-        return 8;
+        return kOp;
     default:
         return 0;
     }
@@ -102,11 +115,12 @@ std::vector<Transition> read_transitions(xml_node command) {
 }
 
 // Hexadecimal digits in either case, blanks between them; or a length alone, for zeros.
-std::vector<uint8_t> read_data(xml_node command, const std::string &where) {
+std::vector<uint8_t> read_data(xml_node command, const std::string &where, Allowance &allowance) {
     std::vector<uint8_t> data;
     const xml_node node = command.child("Data");
     if (!node) {
         data.resize(std::min<size_t>(number_or(command, "DataLength", 0), kMaxInitData));
+        spend(allowance.zeros, data.size(), where + "/DataLength", "many bytes of no data");
         return data;
     }
     std::string digits = text_of(node);
@@ -123,22 +137,16 @@ std::vector<uint8_t> read_data(xml_node command, const std::string &where) {
     return data;
 }
 
-InitCommand read_init_command(xml_node node, const std::string &where) {
+InitCommand read_init_command(xml_node node, const std::string &where, Allowance &allowance) {
     InitCommand command;
     command.transitions = read_transitions(node);
-    command.comment = text_of(node.child("Comment"));
-    command.before_slave = truth(text_of(node.child("BeforeSlave")).c_str());
     command.command = number_or(node, "Cmd", 0);
-    command.adp = static_cast<uint16_t>(number_or(node, "Adp", 0));
     command.ado = static_cast<uint16_t>(number_or(node, "Ado", 0));
-    if (node.child("Addr")) {
-        command.address = number_or(node, "Addr", 0);
-    }
-    command.data = read_data(node, where);
+    command.data = read_data(node, where, allowance);
     return command;
 }
 
-CoeInitCommand read_coe_command(xml_node node, const std::string &where) {
+CoeInitCommand read_coe_command(xml_node node, const std::string &where, Allowance &allowance) {
     CoeInitCommand command;
     command.transitions = read_transitions(node);
     command.comment = text_of(node.child("Comment"));
@@ -155,20 +163,20 @@ CoeInitCommand read_coe_command(xml_node node, const std::string &where) {
     command.complete_access = truth(node.attribute("CompleteAccess").value()) ||
                               truth(text_of(node.child("CompleteAccess")).c_str());
     command.ccs = static_cast<uint8_t>(number_or(node, "Ccs", CoeInitCommand::kDownload));
-    command.data = read_data(node, where);
+    command.data = read_data(node, where, allowance);
     command.disabled =
         truth(text_of(node.child("Disabled")).c_str()) || truth(node.attribute("Disabled").value());
     return command;
 }
 
 template <typename Command>
-std::vector<Command> read_commands(xml_node parent, const std::string &where,
-                                   Command (*read)(xml_node, const std::string &)) {
+std::vector<Command> read_commands(xml_node parent, const std::string &where, Allowance &allowance,
+                                   Command (*read)(xml_node, const std::string &, Allowance &)) {
     std::vector<Command> commands;
     for (xml_node list : parent.children("InitCmds")) {
         for (xml_node node : list.children("InitCmd")) {
-            commands.push_back(
-                read(node, where + "/InitCmd[" + std::to_string(commands.size() + 1) + "]"));
+            commands.push_back(read(
+                node, where + "/InitCmd[" + std::to_string(commands.size() + 1) + "]", allowance));
         }
     }
     return commands;
@@ -206,7 +214,7 @@ void read_protocols(xml_node node, MailboxConfig &mailbox) {
     }
 }
 
-MailboxConfig read_mailbox(xml_node node, const std::string &where) {
+MailboxConfig read_mailbox(xml_node node, const std::string &where, Allowance &allowance) {
     MailboxConfig mailbox;
     mailbox.send = read_area(node.child("Send"));
     mailbox.receive = read_area(node.child("Recv"));
@@ -218,26 +226,36 @@ MailboxConfig read_mailbox(xml_node node, const std::string &where) {
     mailbox.boot_send = read_boot_area(node.child("BootStrap").child("Send"));
     mailbox.boot_receive = read_boot_area(node.child("BootStrap").child("Recv"));
     read_protocols(node, mailbox);
-    mailbox.coe_commands =
-        read_commands(node.child("CoE"), where + "/Mailbox/CoE/InitCmds", read_coe_command);
+    mailbox.coe_commands = read_commands(node.child("CoE"), where + "/Mailbox/CoE/InitCmds",
+                                         allowance, read_coe_command);
     return mailbox;
 }
 
 // ---- process data -----------------------------------------------------------------------------
 
-SyncManagerConfig read_sync_manager(xml_node node) {
+void refuse_many_pdos(size_t count, const std::string &where) {
+    if (count > kMostPdos) {
+        refuse(kArrayBoundsExceeded,
+               format("%s: more than %u", where.c_str(), static_cast<unsigned>(kMostPdos)));
+    }
+}
+
+SyncManagerConfig read_sync_manager(xml_node node, const std::string &where) {
     SyncManagerConfig manager;
     manager.number = static_cast<uint8_t>(parse_number(node.name() + 2).value_or(0));
     manager.type = text_of(node.child("Type"));
     manager.start_address = static_cast<uint16_t>(number_or(node, "StartAddress", 0));
     manager.size = number_or(node, "DefaultSize", 0);
-    manager.control = static_cast<uint8_t>(number_or(node, "ControlByte", 0));
+    if (node.child("ControlByte")) {
+        manager.control = static_cast<uint8_t>(number_or(node, "ControlByte", 0));
+    }
     manager.enable = !node.child("Enable") || truth(text_of(node.child("Enable")).c_str());
     for (xml_node pdo : node.children("Pdo")) {
         if (const std::optional<int64_t> index = parse_number(text_of(pdo))) {
             manager.pdos.push_back(static_cast<uint16_t>(*index));
         }
     }
+    refuse_many_pdos(manager.pdos.size(), where + "/ProcessData/" + node.name() + "/Pdo");
     return manager;
 }
 
@@ -271,8 +289,9 @@ std::vector<PdoConfig> read_pdos(xml_node data, const char *name, const std::str
     for (xml_node node : assigned) {
         pdos.push_back(read_pdo(node, true, path));
     }
+    const std::set<xml_node> known(assigned.begin(), assigned.end());
     for (xml_node node : data.children(name)) {
-        if (std::find(assigned.begin(), assigned.end(), node) == assigned.end()) {
+        if (!known.contains(node)) {
             pdos.push_back(read_pdo(node, false, path));
         }
     }
@@ -386,11 +405,20 @@ void fill(std::vector<PdoConfig> &pdos, std::vector<PdoEntry> entries) {
     }
 }
 
-void describe_run(SlaveConfig &slave, bool outputs) {
+size_t count_entries(const std::vector<PdoConfig> &pdos) {
+    size_t count = 0;
+    for (const PdoConfig &pdo : pdos) {
+        count += pdo.entries.size();
+    }
+    return count;
+}
+
+// True when the slave has got PDOs.
+bool describe_run(SlaveConfig &slave, bool outputs) {
     const BitRun &run = outputs ? slave.outputs : slave.inputs;
     std::vector<PdoConfig> &pdos = outputs ? slave.output_pdos : slave.input_pdos;
     if (run.length == 0 || !pdos.empty()) {
-        return;
+        return false;
     }
     pdos = written_pdos(slave, outputs);
     uint32_t mapped = 0;
@@ -400,7 +428,7 @@ void describe_run(SlaveConfig &slave, bool outputs) {
     const bool open = std::any_of(pdos.begin(), pdos.end(),
                                   [](const PdoConfig &pdo) { return pdo.entries.empty(); });
     if (!open || mapped >= run.length) {
-        return;
+        return true;
     }
     std::vector<PdoEntry> entries;
     if (slave.kind == SlaveKind::Drive && mapped == 0) {
@@ -409,70 +437,71 @@ void describe_run(SlaveConfig &slave, bool outputs) {
         append_channels(entries, run.length - mapped, outputs, slave.kind == SlaveKind::AnalogIo);
     }
     fill(pdos, std::move(entries));
+    return true;
 }
 
 } // namespace
 
 std::vector<xml_node> assigned_pdos(xml_node data, const char *name, const std::string &where) {
-    std::vector<std::pair<uint32_t, xml_node>> known; // object index, PDO
+    const std::string path = where + "/ProcessData/" + name;
+    std::vector<xml_node> pdos;
+    std::map<int64_t, xml_node> by_index; // the first of each
     for (xml_node pdo : data.children(name)) {
-        known.emplace_back(number(pdo, "Index", where + "/ProcessData/" + name, 0), pdo);
+        by_index.emplace(number(pdo, "Index", path, 0), pdo);
+        pdos.push_back(pdo);
     }
+    refuse_many_pdos(pdos.size(), path);
     std::vector<xml_node> assigned;
-    if (known.empty()) {
+    if (pdos.empty()) {
         return assigned;
     }
     for (xml_node manager : sync_managers(data)) {
         for (xml_node listed : manager.children("Pdo")) {
             const std::optional<int64_t> index = parse_number(text_of(listed));
-            const auto found = std::find_if(known.begin(), known.end(), [&](const auto &entry) {
-                return index && entry.first == *index;
-            });
-            if (found != known.end()) {
+            const auto found = index ? by_index.find(*index) : by_index.end();
+            if (found != by_index.end()) {
                 assigned.push_back(found->second);
+                by_index.erase(found); // a PDO is assigned once
             }
         }
     }
     if (!assigned.empty()) {
         return assigned;
     }
-    for (const auto &[index, pdo] : known) {
-        if (pdo.attribute("Sm")) {
-            assigned.push_back(pdo);
-        }
-    }
+    std::copy_if(pdos.begin(), pdos.end(), std::back_inserter(assigned),
+                 [](xml_node pdo) { return !pdo.attribute("Sm").empty(); });
     std::stable_sort(assigned.begin(), assigned.end(), [](xml_node a, xml_node b) {
         return a.attribute("Sm").as_uint() < b.attribute("Sm").as_uint();
     });
-    if (assigned.empty()) {
-        for (const auto &[index, pdo] : known) {
-            assigned.push_back(pdo);
-        }
-    }
-    return assigned;
+    return assigned.empty() ? pdos : assigned;
 }
 
-void read_services(xml_node node, SlaveConfig &slave, const std::string &where) {
+void read_services(xml_node node, SlaveConfig &slave, const std::string &where,
+                   Allowance &allowance) {
     const xml_node mailbox = node.child("Mailbox");
     slave.mailbox = !mailbox.empty();
     if (slave.mailbox) {
-        slave.mailbox_config = read_mailbox(mailbox, where);
+        slave.mailbox_config = read_mailbox(mailbox, where, allowance);
     }
     const xml_node dc = node.child("DC");
     slave.dc = !dc.empty();
     slave.dc_config = read_dc(dc);
-    slave.init_commands = read_commands(node, where + "/InitCmds", read_init_command);
+    slave.init_commands = read_commands(node, where + "/InitCmds", allowance, read_init_command);
     const xml_node data = node.child("ProcessData");
     for (xml_node manager : sync_managers(data)) {
-        slave.sync_managers.push_back(read_sync_manager(manager));
+        slave.sync_managers.push_back(read_sync_manager(manager, where));
     }
     slave.output_pdos = read_pdos(data, "RxPdo", where);
     slave.input_pdos = read_pdos(data, "TxPdo", where);
 }
 
-void describe_runs(SlaveConfig &slave) {
-    describe_run(slave, true);
-    describe_run(slave, false);
+void describe_runs(SlaveConfig &slave, const std::string &where, Allowance &allowance) {
+    for (const bool outputs : {true, false}) {
+        if (describe_run(slave, outputs)) {
+            spend(allowance.entries, count_entries(outputs ? slave.output_pdos : slave.input_pdos),
+                  where + "/ProcessData", "much data without PDOs");
+        }
+    }
 }
 
 } // namespace tarn::vcard::eni

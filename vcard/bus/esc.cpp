@@ -75,22 +75,7 @@ bool inside(const Range (&ranges)[Size], uint32_t address) {
 }
 
 bool overlap(uint32_t address, size_t length, uint32_t begin, uint32_t end) {
-    return address < end && address + length > begin;
-}
-
-bool writes(const InitCommand &command) {
-    return command.command == kFixedWrite || command.command == kPositionWrite ||
-           command.command == kBroadcastWrite;
-}
-
-// Whether a start command sets registers of a range, more than to clear them.
-bool sets(const SlaveConfig &slave, uint32_t begin, uint32_t end) {
-    return std::any_of(slave.init_commands.begin(), slave.init_commands.end(),
-                       [begin, end](const InitCommand &command) {
-                           return writes(command) && command.ado >= begin && command.ado < end &&
-                                  std::any_of(command.data.begin(), command.data.end(),
-                                              [](uint8_t byte) { return byte != 0; });
-                       });
+    return length != 0 && address < end && address + length > begin;
 }
 
 } // namespace
@@ -99,11 +84,12 @@ bool sets(const SlaveConfig &slave, uint32_t begin, uint32_t end) {
 
 EscMemory::EscMemory(uint32_t index, const SlaveConfig &slave, const EepromStore &eeproms)
     : index_(index), slave_(slave),
-      commands_fmmus_(sets(slave, esc::kFmmus, esc::kFmmus + kFmmus * kFmmuSize)),
-      commands_mailbox_(sets(slave, esc::kSyncManagers, esc::kSyncManagers + 2 * kSyncManagerSize)),
-      commands_process_data_(sets(slave,
-                                  esc::kSyncManagers + (slave.mailbox ? 2 * kSyncManagerSize : 0),
-                                  esc::kSyncManagers + kSyncManagers * kSyncManagerSize)),
+      commands_fmmus_(sets_registers(slave, esc::kFmmus, esc::kFmmus + kFmmus * kFmmuSize)),
+      commands_mailbox_(
+          sets_registers(slave, esc::kSyncManagers, esc::kSyncManagers + 2 * kSyncManagerSize)),
+      commands_process_data_(
+          sets_registers(slave, esc::kSyncManagers + (slave.mailbox ? 2 * kSyncManagerSize : 0),
+                         esc::kSyncManagers + kSyncManagers * kSyncManagerSize)),
       bytes_(esc::kEnd) {
     power_up(eeproms);
 }
@@ -126,14 +112,12 @@ void EscMemory::power_up(const EepromStore &eeproms) {
         bytes_[0x0935] = 12;
     }
     const SiiImage image = eeproms.find(index_, slave_);
-    uint16_t status = kEeprom8Bytes;
     if (sii_valid(image)) {
         put(bytes_, esc::kPdiControl, get16(image, size_t{sii::kPdiControl} * 2));
         put(bytes_, esc::kStationAlias, slave_.alias);
-    } else {
-        status |= kEepromChecksumError | kEepromNotLoaded;
     }
-    put(bytes_, esc::kEepromControl, status);
+    load_eeprom(image);
+    put(bytes_, esc::kEepromControl, eeprom_status_);
 }
 
 void EscMemory::change_state(uint8_t from, uint8_t to, EepromStore &eeproms) {
@@ -164,7 +148,7 @@ void EscMemory::change_state(uint8_t from, uint8_t to, EepromStore &eeproms) {
         put(bytes_, esc::kSyncActivation, uint16_t{0});
     }
     if (exchanges && !was_exchanging && slave_.dc &&
-        !sets(slave_, esc::kSync0CycleTime, esc::kSync0CycleTime + 8)) {
+        !sets_registers(slave_, esc::kSync0CycleTime, esc::kSync0CycleTime + 8)) {
         put(bytes_, esc::kSync0CycleTime, slave_.dc_config.cycle0_ns);
         put(bytes_, esc::kSync0CycleTime + 4, slave_.dc_config.cycle1_ns);
     }
@@ -208,11 +192,15 @@ void EscMemory::run_commands(uint8_t from, uint8_t to, EepromStore &eeproms) {
             continue;
         }
         store(command.ado, command.data);
+        if (!overlap(command.ado, command.data.size(), esc::kEepromControl,
+                     esc::kEepromControl + 2)) {
+            continue;
+        }
         // The master asks for the identity; it does not write to the EEPROM.
-        if (overlap(command.ado, command.data.size(), esc::kEepromControl,
-                    esc::kEepromControl + 2) &&
-            (get16(bytes_, esc::kEepromControl) & kEepromCommands) == kEepromRead) {
+        if ((get16(bytes_, esc::kEepromControl) & kEepromCommands) == kEepromRead) {
             run_eeprom_command(eeproms);
+        } else {
+            put(bytes_, esc::kEepromControl, eeprom_status_);
         }
     }
 }
@@ -258,14 +246,12 @@ void EscMemory::show_clocks(const EscSurroundings &around) {
     const uint64_t offset = get32(bytes_, esc::kSystemTimeOffset) |
                             uint64_t{get32(bytes_, esc::kSystemTimeOffset + 4)} << 32;
     const uint64_t time = around.time_ns + static_cast<uint64_t>(int64_t{difference}) + offset;
-    uint32_t received = delay;
-    for (uint32_t port = 0; port < VCARD_PORTS; ++port) {
-        const uint32_t child = around.topology.neighbour(index_, port);
-        if (port != 0 && around.topology.plugged(index_, port)) {
-            received += 2 * kHopNs * (around.topology.behind(child) + 1);
-        }
-        const bool linked = port == 0 || around.topology.plugged(index_, port);
-        put(bytes_, esc::kClocks + 4 * port, linked ? received : 0U);
+    put(bytes_, esc::kClocks, delay);
+    for (uint32_t port = 1; port < VCARD_PORTS; ++port) {
+        const uint32_t received = around.topology.plugged(index_, port)
+                                      ? delay + kHopNs * around.topology.hops_to_end(index_, port)
+                                      : 0;
+        put(bytes_, esc::kClocks + 4 * port, received);
     }
     put(bytes_, esc::kSystemTime, time);
     put(bytes_, esc::kReceiveTime, uint64_t{delay});
@@ -341,12 +327,20 @@ std::optional<uint16_t> EscMemory::write(uint32_t address, std::span<const uint8
     return std::nullopt;
 }
 
+// What the slave made of its EEPROM stays in the register until it loads it again.
+void EscMemory::load_eeprom(std::span<const uint8_t> image) {
+    eeprom_status_ = kEeprom8Bytes;
+    if (!sii_valid(image)) {
+        eeprom_status_ |= kEepromChecksumError | kEepromNotLoaded;
+    }
+}
+
 // A command is done when it was written; the register then shows how it ended.
 void EscMemory::run_eeprom_command(EepromStore &eeproms) {
     const uint16_t control = get16(bytes_, esc::kEepromControl);
     const uint64_t address = uint64_t{get32(bytes_, esc::kEepromAddress)} * 2;
     SiiImage image = eeproms.find(index_, slave_);
-    uint16_t status = kEeprom8Bytes;
+    uint16_t error = 0;
     switch (control & kEepromCommands) {
     case 0:
         break;
@@ -357,26 +351,22 @@ void EscMemory::run_eeprom_command(EepromStore &eeproms) {
         break;
     case kEepromWrite:
         if ((control & kEepromWriteEnable) == 0) {
-            status |= kEepromWriteError;
+            error = kEepromWriteError;
         } else if (address + 2 > image.size()) {
-            status |= kEepromCommandError;
+            error = kEepromCommandError;
         } else {
             put(image, address, get16(bytes_, esc::kEepromData));
             eeproms.store(index_, slave_, std::move(image));
         }
         break;
     case kEepromReload:
-        if (sii_valid(image)) {
-            put(bytes_, esc::kStationAlias, sii_alias(image));
-        } else {
-            status |= kEepromChecksumError;
-        }
+        load_eeprom(image); // the alias is taken at power-up only
         break;
     default:
-        status |= kEepromCommandError;
+        error = kEepromCommandError;
         break;
     }
-    put(bytes_, esc::kEepromControl, status);
+    put(bytes_, esc::kEepromControl, static_cast<uint16_t>(eeprom_status_ | error));
 }
 
 // ---- AL control -------------------------------------------------------------------------------

@@ -48,9 +48,7 @@ inline constexpr uint32_t kSystemTimeDifference = 0x092C;
 inline constexpr uint32_t kSyncActivation = 0x0980;
 inline constexpr uint32_t kSync0CycleTime = 0x09A0;
 inline constexpr uint32_t kDigitalOutputs = 0x0F00; // what lies from here on may be process data
-inline constexpr uint32_t kUserRam = 0x0F80;
-inline constexpr uint32_t kProcessRam = 0x1000;
-inline constexpr uint32_t kEnd = 0x3000; // nothing lies behind: reads as 0
+inline constexpr uint32_t kEnd = 0x3000;            // nothing lies behind: reads as 0
 } // namespace esc
 
 // What the registers show of the bus that goes on around them.
@@ -96,6 +94,7 @@ class EscMemory {
     void set_sync_managers(size_t first, size_t end, bool on);
     void set_fmmus(bool on);
     void run_commands(uint8_t from, uint8_t to, EepromStore &eeproms);
+    void load_eeprom(std::span<const uint8_t> image);
     void run_eeprom_command(EepromStore &eeproms);
     void show_state(const SlaveCondition &state, const EscSurroundings &around);
     void show_counters(const BusDiagnostics &diagnostics);
@@ -108,6 +107,7 @@ class EscMemory {
     bool commands_mailbox_ = false;      // the same for the sync managers of the mailbox
     bool commands_process_data_ = false; // and for the others
     bool delay_written_ = false;         // the host has set the delay
+    uint16_t eeprom_status_ = 0;         // without errors of single commands
     std::vector<uint8_t> bytes_;
 };
 

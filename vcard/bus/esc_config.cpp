@@ -61,6 +61,50 @@ SyncManagerType type_of(const SyncManagerConfig &config) {
                                      : SyncManagerType::Unused;
 }
 
+uint8_t usual_control(SyncManagerType type) {
+    switch (type) {
+    case SyncManagerType::MailboxOut:
+        return kMailboxOutControl;
+    case SyncManagerType::MailboxIn:
+        return kMailboxInControl;
+    case SyncManagerType::Outputs:
+        return kOutputsControl;
+    case SyncManagerType::Inputs:
+        return kInputsControl;
+    default:
+        return 0;
+    }
+}
+
+// Where a start command's FMMU of this direction leads to; else the usual place.
+uint16_t start_of(const SlaveConfig &slave, bool outputs) {
+    for (const InitCommand &command : slave.init_commands) {
+        if (command.ado < esc::kFmmus || command.ado >= esc::kSyncManagers) {
+            continue;
+        }
+        for (size_t at = 0; at + kFmmuSize <= command.data.size(); at += kFmmuSize) {
+            const uint16_t physical = get16(command.data, at + 8);
+            if ((command.data[at + 11] & (outputs ? 2 : 1)) != 0 &&
+                physical >= esc::kDigitalOutputs) {
+                return physical;
+            }
+        }
+    }
+    return outputs ? kOutputsStart : kInputsStart;
+}
+
+// The length of a sync manager for process data: that of its PDOs, else as stated, else all data of
+// its direction.
+uint16_t process_data_length(const SlaveConfig &slave, const SyncManagerConfig &config,
+                             bool outputs) {
+    if (!config.pdos.empty()) {
+        return assigned_bytes(slave, config, outputs);
+    }
+    return config.size != 0 ? static_cast<uint16_t>(config.size)
+                            : bytes_for((outputs ? slave.outputs : slave.inputs).length);
+}
+
+// What the file leaves open stays, or becomes what is usual for the type.
 void set_stated(std::vector<SyncManager> &managers, const SlaveConfig &slave,
                 const SyncManagerConfig &config) {
     if (config.number >= kSyncManagers) {
@@ -68,17 +112,24 @@ void set_stated(std::vector<SyncManager> &managers, const SlaveConfig &slave,
     }
     managers.resize(std::max<size_t>(managers.size(), size_t{config.number} + 1));
     SyncManager &manager = managers[config.number];
-    manager.type = type_of(config);
-    manager.start = config.start_address;
-    manager.control = config.control;
+    if (const SyncManagerType type = type_of(config);
+        type != SyncManagerType::Unused && type != manager.type) {
+        manager = {.control = usual_control(type), .type = type};
+    }
+    manager.control = config.control.value_or(manager.control);
     manager.enable = config.enable;
     const bool outputs = manager.type == SyncManagerType::Outputs;
-    const BitRun &run = outputs ? slave.outputs : slave.inputs;
-    const uint16_t assigned = assigned_bytes(slave, config, outputs);
-    manager.length = assigned != 0          ? assigned
-                     : !config.pdos.empty() ? uint16_t{0}
-                     : config.size != 0     ? static_cast<uint16_t>(config.size)
-                                            : bytes_for(run.length);
+    const bool process_data = outputs || manager.type == SyncManagerType::Inputs;
+    if (config.start_address != 0) {
+        manager.start = config.start_address;
+    } else if (process_data) {
+        manager.start = start_of(slave, outputs);
+    }
+    if (process_data) {
+        manager.length = process_data_length(slave, config, outputs);
+    } else if (config.size != 0) {
+        manager.length = static_cast<uint16_t>(config.size);
+    }
 }
 
 SyncManagerType type_of(uint8_t control) {
@@ -88,24 +139,12 @@ SyncManagerType type_of(uint8_t control) {
                    : (outputs ? SyncManagerType::Outputs : SyncManagerType::Inputs);
 }
 
-// Whether a start command sets sync managers outside of BOOT; zeros clear them.
-bool sets_sync_managers(const InitCommand &command) {
-    const bool writes = command.command == kFixedWrite || command.command == kPositionWrite;
-    const bool inside = command.ado >= esc::kSyncManagers &&
-                        command.ado < esc::kSyncManagers + kSyncManagers * kSyncManagerSize;
-    const bool bootstrap = !command.transitions.empty() &&
-                           std::all_of(command.transitions.begin(), command.transitions.end(),
-                                       [](const Transition &to) { return to.to == 3; });
-    return writes && inside && !bootstrap &&
-           std::any_of(command.data.begin(), command.data.end(),
-                       [](uint8_t byte) { return byte != 0; });
-}
-
 // What start commands write to the registers of sync managers counts more than anything else. A
 // command may begin and end inside a sync manager.
 void take_commands(std::vector<SyncManager> &managers, const SlaveConfig &slave) {
     for (const InitCommand &command : slave.init_commands) {
-        if (!sets_sync_managers(command)) {
+        if (!sets_registers(command, esc::kSyncManagers,
+                            esc::kSyncManagers + kSyncManagers * kSyncManagerSize)) {
             continue;
         }
         const size_t begin = command.ado - esc::kSyncManagers;
@@ -128,23 +167,6 @@ void take_commands(std::vector<SyncManager> &managers, const SlaveConfig &slave)
     }
 }
 
-// Where a start command's FMMU of this direction leads to; 0 when there is none.
-uint16_t physical_of_commands(const SlaveConfig &slave, bool outputs) {
-    for (const InitCommand &command : slave.init_commands) {
-        if (command.ado < esc::kFmmus || command.ado >= esc::kSyncManagers) {
-            continue;
-        }
-        for (size_t at = 0; at + kFmmuSize <= command.data.size(); at += kFmmuSize) {
-            const uint16_t physical = get16(command.data, at + 8);
-            if ((command.data[at + 11] & (outputs ? 2 : 1)) != 0 &&
-                physical >= esc::kDigitalOutputs) {
-                return physical;
-            }
-        }
-    }
-    return 0;
-}
-
 void add_missing(std::vector<SyncManager> &managers, const SlaveConfig &slave, bool outputs) {
     const auto type = outputs ? SyncManagerType::Outputs : SyncManagerType::Inputs;
     const BitRun &run = outputs ? slave.outputs : slave.inputs;
@@ -153,18 +175,34 @@ void add_missing(std::vector<SyncManager> &managers, const SlaveConfig &slave, b
     if (run.length == 0 || present || managers.size() >= kSyncManagers) {
         return;
     }
-    const uint16_t stated = physical_of_commands(slave, outputs);
     if (slave.mailbox && !outputs) { // sync manager 2 is for outputs, whether there are any or not
         managers.resize(std::max<size_t>(managers.size(), 3));
     }
-    managers.push_back({stated != 0 ? stated
-                        : outputs   ? kOutputsStart
-                                    : kInputsStart,
-                        bytes_for(run.length), outputs ? kOutputsControl : kInputsControl, true,
-                        type});
+    managers.push_back(
+        {start_of(slave, outputs), bytes_for(run.length), usual_control(type), true, type});
 }
 
 } // namespace
+
+bool writes(const InitCommand &command) {
+    return command.command == kFixedWrite || command.command == kPositionWrite ||
+           command.command == kBroadcastWrite;
+}
+
+bool sets_registers(const InitCommand &command, uint32_t begin, uint32_t end) {
+    const bool bootstrap = !command.transitions.empty() &&
+                           std::all_of(command.transitions.begin(), command.transitions.end(),
+                                       [](const Transition &to) { return to.to == kBoot; });
+    return writes(command) && command.ado >= begin && command.ado < end && !bootstrap &&
+           std::any_of(command.data.begin(), command.data.end(),
+                       [](uint8_t byte) { return byte != 0; });
+}
+
+bool sets_registers(const SlaveConfig &slave, uint32_t begin, uint32_t end) {
+    return std::any_of(
+        slave.init_commands.begin(), slave.init_commands.end(),
+        [begin, end](const InitCommand &command) { return sets_registers(command, begin, end); });
+}
 
 std::vector<SyncManager> sync_managers_of(const SlaveConfig &slave) {
     std::vector<SyncManager> managers;
@@ -180,14 +218,14 @@ std::vector<SyncManager> sync_managers_of(const SlaveConfig &slave) {
     return managers;
 }
 
-std::optional<uint8_t> sync_manager_of(const SlaveConfig &slave, const PdoConfig &pdo,
+std::optional<uint8_t> sync_manager_of(const SlaveConfig &slave,
+                                       std::span<const SyncManager> managers, const PdoConfig &pdo,
                                        SyncManagerType type) {
     for (const SyncManagerConfig &config : slave.sync_managers) {
         if (std::find(config.pdos.begin(), config.pdos.end(), pdo.index) != config.pdos.end()) {
             return config.number;
         }
     }
-    const std::vector<SyncManager> managers = sync_managers_of(slave);
     const auto found = std::find_if(managers.begin(), managers.end(),
                                     [type](const SyncManager &m) { return m.type == type; });
     return found == managers.end() ? std::nullopt

@@ -37,11 +37,21 @@ inline constexpr uint32_t kFmmus = 8;
 inline constexpr uint32_t kSyncManagerSize = 8; // in the registers
 inline constexpr uint32_t kFmmuSize = 16;
 
+// Whether a start command writes to registers.
+bool writes(const InitCommand &command);
+
+// Whether a start command sets registers of a range: writes there more than zeros, which clear, and
+// not on the way to BOOT only.
+bool sets_registers(const InitCommand &command, uint32_t begin, uint32_t end);
+bool sets_registers(const SlaveConfig &slave, uint32_t begin, uint32_t end);
+
 // By their numbers, as many as the slave uses.
 std::vector<SyncManager> sync_managers_of(const SlaveConfig &slave);
 
-// The number of the sync manager that carries an assigned PDO of `type`'s direction.
-std::optional<uint8_t> sync_manager_of(const SlaveConfig &slave, const PdoConfig &pdo,
+// The number of the sync manager that carries an assigned PDO of `type`'s direction. `managers` are
+// those of the slave.
+std::optional<uint8_t> sync_manager_of(const SlaveConfig &slave,
+                                       std::span<const SyncManager> managers, const PdoConfig &pdo,
                                        SyncManagerType type);
 
 // The activation register of a slave with distributed clocks: what a start command writes there,

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <iterator>
 #include <optional>
+#include <set>
 
 namespace tarn::vcard {
 namespace {
@@ -154,11 +155,18 @@ void map_drive_variables(xml_node image, bool output, Network &network,
 
 // ---- slaves -----------------------------------------------------------------------------------
 
-// Index of the slave whose port this one hangs on: the selected PreviousPort or the first one.
-uint16_t read_previous(xml_node node, const std::vector<SlaveConfig> &before,
-                       const std::string &where) {
+// Port B to D as 1 to 3, else 0: A leads to the master.
+uint8_t port_of_letter(const std::string &letter) {
+    return letter.size() == 1 && letter[0] >= 'B' && letter[0] <= 'D'
+               ? static_cast<uint8_t>(letter[0] - 'A')
+               : uint8_t{0};
+}
+
+// The slave whose port this one hangs on: that of the selected PreviousPort or of the first one.
+void read_previous(xml_node node, const std::vector<SlaveConfig> &before, const std::string &where,
+                   SlaveConfig &slave) {
     if (before.empty()) {
-        return 0;
+        return;
     }
     xml_node port = node.child("PreviousPort");
     for (xml_node candidate : node.children("PreviousPort")) {
@@ -167,19 +175,21 @@ uint16_t read_previous(xml_node node, const std::vector<SlaveConfig> &before,
             break;
         }
     }
+    slave.previous_port = port_of_letter(text_of(port.child("Port")));
+    slave.previous_port_slave = static_cast<uint16_t>(before.size() - 1);
     if (port.child("PhysAddr")) {
         const uint16_t address = number16(port, "PhysAddr", where + "/PreviousPort", 0);
         for (size_t i = before.size(); i-- > 0;) {
             if (before[i].fixed_address == address) {
-                return static_cast<uint16_t>(i);
+                slave.previous_port_slave = static_cast<uint16_t>(i);
+                return;
             }
         }
     }
-    return static_cast<uint16_t>(before.size() - 1);
 }
 
 // Reads one Slave element. True when the file describes its process data by PDOs.
-bool read_slave(xml_node node, Network &network) {
+bool read_slave(xml_node node, Network &network, Allowance &allowance) {
     const size_t index = network.slaves.size();
     const std::string where = slave_path(index);
     const xml_node info = node.child("Info");
@@ -206,7 +216,7 @@ bool read_slave(xml_node node, Network &network) {
     const std::optional<int64_t> alias =
         parse_number(info.child("Identification").attribute("Value").value());
     slave.alias = static_cast<uint16_t>(alias.value_or(0));
-    slave.previous_port_slave = read_previous(node, network.slaves, where);
+    read_previous(node, network.slaves, where, slave);
 
     const xml_node data = node.child("ProcessData");
     slave.outputs = read_run(data, "Send", "Send", where);
@@ -216,18 +226,19 @@ bool read_slave(xml_node node, Network &network) {
     map_drive_objects(outputs, true, slave.drive);
     map_drive_objects(inputs, false, slave.drive);
     slave.kind = kind_of(slave, outputs, inputs);
-    read_services(node, slave, where);
+    read_services(node, slave, where, allowance);
     network.slaves.push_back(std::move(slave));
     return !outputs.empty() || !inputs.empty();
 }
 
 void read_slaves(xml_node config, Network &network) {
     std::vector<size_t> undescribed;
+    Allowance allowance;
     for (xml_node node : config.children("Slave")) {
         if (network.slaves.size() == kMaxSlaves) {
             refuse(kArrayBoundsExceeded, format("Config/Slave: more than %u slaves", kMaxSlaves));
         }
-        if (!read_slave(node, network)) {
+        if (!read_slave(node, network, allowance)) {
             undescribed.push_back(network.slaves.size() - 1);
         }
     }
@@ -242,8 +253,8 @@ void read_slaves(xml_node config, Network &network) {
             network.slaves[index].kind = SlaveKind::Drive;
         }
     }
-    for (SlaveConfig &slave : network.slaves) {
-        describe_runs(slave);
+    for (size_t i = 0; i < network.slaves.size(); ++i) {
+        describe_runs(network.slaves[i], slave_path(i), allowance);
     }
 }
 
@@ -292,6 +303,7 @@ uint32_t read_cycle(xml_node config) {
 // What a logical command of the cyclic frames carries: bytes of the image of one direction.
 struct CyclicCommand {
     bool outputs;
+    bool both;     // reads and writes
     int64_t begin; // in the image
     int64_t length;
     int64_t address;
@@ -306,13 +318,13 @@ std::vector<CyclicCommand> read_cyclic_commands(xml_node config) {
                     return parse_number(text_of(command.child(name))).value_or(-1);
                 };
                 const int64_t code = value("Cmd");
-                if (code == kLogicalWrite || code == kLogicalReadWrite) {
-                    found.push_back(
-                        {true, value("OutputOffs"), value("DataLength"), value("Addr")});
+                const bool both = code == kLogicalReadWrite;
+                const int64_t length = std::min<int64_t>(value("DataLength"), kPiBufferSize);
+                if (code == kLogicalWrite || both) {
+                    found.push_back({true, both, value("OutputOffs"), length, value("Addr")});
                 }
-                if (code == kLogicalRead || code == kLogicalReadWrite) {
-                    found.push_back(
-                        {false, value("InputOffs"), value("DataLength"), value("Addr")});
+                if (code == kLogicalRead || both) {
+                    found.push_back({false, both, value("InputOffs"), length, value("Addr")});
                 }
             }
         }
@@ -320,25 +332,46 @@ std::vector<CyclicCommand> read_cyclic_commands(xml_node config) {
     return found;
 }
 
-// The logical address of a byte of the image when the commands' data lie `shift` bytes behind where
-// they say.
-std::optional<uint32_t> logical_address(const std::vector<CyclicCommand> &commands, bool outputs,
-                                        int64_t byte, int64_t shift) {
+// The command that carries a byte of the image, and where.
+struct CarriedByte {
+    const CyclicCommand *command = nullptr; // none
+    uint32_t address = 0;
+};
+using CarriedImage = std::vector<CarriedByte>;
+
+// The bytes of one direction's image when the commands' data lie `shift` bytes behind where they
+// say. Of several commands for a byte the first counts.
+CarriedImage carry_image(const std::vector<CyclicCommand> &commands, bool outputs, int64_t shift) {
+    CarriedImage image(kPiBufferSize);
+    std::set<int64_t> rest;
+    for (int64_t byte = 0; byte < kPiBufferSize; ++byte) {
+        rest.insert(rest.end(), byte);
+    }
     for (const CyclicCommand &command : commands) {
+        if (command.outputs != outputs || command.begin < 0 || command.begin > UINT32_MAX ||
+            command.address < 0 || command.address > UINT32_MAX) {
+            continue;
+        }
         const int64_t begin = command.begin + shift;
-        if (command.outputs == outputs && command.begin >= 0 && begin <= byte &&
-            byte - begin < command.length && command.address >= 0 &&
-            command.address <= UINT32_MAX) {
-            return static_cast<uint32_t>(command.address + byte - begin);
+        auto byte = rest.lower_bound(begin);
+        while (byte != rest.end() && *byte < begin + command.length) {
+            image[static_cast<size_t>(*byte)] = {
+                &command, static_cast<uint32_t>(command.address + *byte - begin)};
+            byte = rest.erase(byte);
         }
     }
-    return std::nullopt;
+    return image;
+}
+
+bool carries(const CarriedImage &image, const BitRun &run) {
+    return run.length == 0 || (image[run.offset / 8].command != nullptr &&
+                               image[(run.offset + run.length - 1) / 8].command != nullptr);
 }
 
 // Tools count a command's place in the image to its data or to its header; some count the bits of
 // the slaves from the first data. The shift is the one with which commands carry all runs.
-std::optional<int64_t> find_shift(const std::vector<CyclicCommand> &commands, bool outputs,
-                                  const std::vector<SlaveConfig> &slaves) {
+std::optional<CarriedImage> find_carried(const std::vector<CyclicCommand> &commands, bool outputs,
+                                         const std::vector<SlaveConfig> &slaves) {
     constexpr int64_t kHeader = 10;
     int64_t first = 0;
     for (const CyclicCommand &command : commands) {
@@ -347,15 +380,11 @@ std::optional<int64_t> find_shift(const std::vector<CyclicCommand> &commands, bo
         }
     }
     for (const int64_t shift : {int64_t{0}, kHeader, -first}) {
-        const bool fits = std::all_of(slaves.begin(), slaves.end(), [&](const SlaveConfig &slave) {
-            const BitRun &run = outputs ? slave.outputs : slave.inputs;
-            const auto carried = [&](uint32_t bit) {
-                return logical_address(commands, outputs, bit / 8, shift).has_value();
-            };
-            return run.length == 0 || (carried(run.offset) && carried(run.offset + run.length - 1));
-        });
-        if (fits) {
-            return shift;
+        CarriedImage image = carry_image(commands, outputs, shift);
+        if (std::all_of(slaves.begin(), slaves.end(), [&](const SlaveConfig &slave) {
+                return carries(image, outputs ? slave.outputs : slave.inputs);
+            })) {
+            return image;
         }
     }
     return std::nullopt;
@@ -364,12 +393,13 @@ std::optional<int64_t> find_shift(const std::vector<CyclicCommand> &commands, bo
 void read_logical_addresses(xml_node config, Network &network) {
     const std::vector<CyclicCommand> commands = read_cyclic_commands(config);
     for (const bool outputs : {true, false}) {
-        const std::optional<int64_t> shift = find_shift(commands, outputs, network.slaves);
+        const std::optional<CarriedImage> image = find_carried(commands, outputs, network.slaves);
         for (SlaveConfig &slave : network.slaves) {
             const BitRun &run = outputs ? slave.outputs : slave.inputs;
-            if (shift && run.length != 0) {
-                (outputs ? slave.output_address : slave.input_address) =
-                    logical_address(commands, outputs, run.offset / 8, *shift);
+            if (image && run.length != 0) {
+                const CarriedByte &byte = (*image)[run.offset / 8];
+                (outputs ? slave.output_address : slave.input_address) = byte.address;
+                slave.written_only = outputs ? !byte.command->both : slave.written_only;
             }
         }
     }

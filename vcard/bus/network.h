@@ -27,13 +27,9 @@ struct Transition {
 // A start command to a slave's registers.
 struct InitCommand {
     std::vector<Transition> transitions;
-    std::string comment;
-    bool before_slave = false;
-    uint32_t command = 0; // EtherCAT command: 1 APRD, 2 APWR, 4 FPRD, 5 FPWR, 7 BRD, 8 BWR
-    uint16_t adp = 0;     // position or station address
-    uint16_t ado = 0;     // register
-    std::optional<uint32_t> address; // logical commands
-    std::vector<uint8_t> data;       // zeros where the file gives a length only
+    uint32_t command = 0;      // EtherCAT command: 1 APRD, 2 APWR, 4 FPRD, 5 FPWR, 7 BRD, 8 BWR
+    uint16_t ado = 0;          // register
+    std::vector<uint8_t> data; // zeros where the file gives a length only
 };
 
 // A start command to a slave's object dictionary.
@@ -52,10 +48,10 @@ struct CoeInitCommand {
 
 struct SyncManagerConfig {
     uint8_t number = 0;
-    std::string type; // "Outputs", "Inputs", "MBoxOut", "MBoxIn", or as the file says
-    uint16_t start_address = 0;
-    uint32_t size = 0; // bytes as the file states; 0: not stated
-    uint8_t control = 0;
+    std::string type;               // "Outputs", "Inputs", "MBoxOut", "MBoxIn", or as the file says
+    uint16_t start_address = 0;     // 0: not stated
+    uint32_t size = 0;              // bytes as the file states; 0: not stated
+    std::optional<uint8_t> control; // nothing when it is not stated
     bool enable = false;
     std::vector<uint16_t> pdos; // assigned, in their order
 };
@@ -127,7 +123,9 @@ struct SlaveConfig {
     // Where cyclic commands carry the first byte of the run; nothing when the file names none.
     std::optional<uint32_t> output_address;
     std::optional<uint32_t> input_address;
+    bool written_only = false;        // the command that carries the outputs reads nothing
     uint16_t previous_port_slave = 0; // index of the slave it hangs on
+    uint8_t previous_port = 0;        // its port: 1 to 3 for B to D, 0 where the file says none
     bool mailbox = false;             // has one: mailbox_config says more
     bool dc = false;                  // the same for dc_config
     MailboxConfig mailbox_config;

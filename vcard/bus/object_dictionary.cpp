@@ -18,18 +18,6 @@ using namespace sdo_abort;
 constexpr uint16_t kAssignments = 0x1C10; // of the sync managers
 constexpr uint16_t kAssignmentsEnd = 0x1C30;
 
-uint64_t number_of(std::span<const uint8_t> bytes) {
-    uint64_t value = 0;
-    std::memcpy(&value, bytes.data(), std::min(bytes.size(), sizeof value));
-    return value;
-}
-
-std::vector<uint8_t> bytes_of(uint64_t value, size_t count) {
-    std::vector<uint8_t> bytes(count);
-    std::memcpy(bytes.data(), &value, std::min(count, sizeof value));
-    return bytes;
-}
-
 bool is_signed(uint16_t type) {
     return type == kInteger8 || type == kInteger16 || type == kInteger32 || type == kInteger64;
 }
@@ -92,6 +80,10 @@ uint32_t check_range(const ObjectEntry &entry, std::span<const uint8_t> data) {
     const uint64_t raw = number_of(data);
     if (entry.bits % 8 != 0 && (raw >> entry.bits) != 0) {
         return kTooHigh;
+    }
+    const auto &choices = entry.choices;
+    if (!choices.empty() && std::find(choices.begin(), choices.end(), raw) == choices.end()) {
+        return kInvalidValue;
     }
     if (!entry.limited) {
         return kNone;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tarn_vcard/records.h"
+#include "vcard/bus/data_type.h"
 #include "vcard/bus/network.h"
 
 #include <cstdint>
@@ -53,24 +54,6 @@ struct SlaveView {
     Simulation &simulation;
 };
 
-// CANopen data types.
-enum DataType : uint16_t {
-    kBoolean = 0x01,
-    kInteger8 = 0x02,
-    kInteger16 = 0x03,
-    kInteger32 = 0x04,
-    kUnsigned8 = 0x05,
-    kUnsigned16 = 0x06,
-    kUnsigned32 = 0x07,
-    kReal32 = 0x08,
-    kVisibleString = 0x09,
-    kOctetString = 0x0A,
-    kReal64 = 0x11,
-    kInteger64 = 0x15,
-    kUnsigned64 = 0x1B,
-    kBit1 = 0x30, // and so on up to BIT7
-};
-
 struct ObjectEntry {
     // Values that are not in memory.
     struct Live {
@@ -87,6 +70,7 @@ struct ObjectEntry {
     bool limited = false; // minimum and maximum count
     int64_t minimum = 0;
     int64_t maximum = 0;
+    std::vector<uint64_t> choices; // the values that it may have; empty: any
     Live live;
     bool in_image = false; // offset is the bit in the process image
     uint32_t offset = 0;

@@ -1,5 +1,6 @@
 #include "vcard/bus/sii.h"
 
+#include "vcard/bus/data_type.h"
 #include "vcard/bus/esc_config.h"
 
 #include <algorithm>
@@ -26,31 +27,9 @@ constexpr bool MailboxConfig::*kProtocols[] = {&MailboxConfig::aoe, &MailboxConf
                                                &MailboxConfig::coe, &MailboxConfig::foe,
                                                &MailboxConfig::soe, &MailboxConfig::voe};
 
-// Data types of the object dictionary by their names.
-struct DataType {
-    const char *name;
-    uint8_t code;
-};
-constexpr DataType kDataTypes[] = {
-    {"BOOL", 0x01},    {"BOOLEAN", 0x01},  {"SINT", 0x02},     {"INT", 0x03},  {"DINT", 0x04},
-    {"USINT", 0x05},   {"UINT", 0x06},     {"UDINT", 0x07},    {"REAL", 0x08}, {"LREAL", 0x11},
-    {"LINT", 0x15},    {"ULINT", 0x1B},    {"BYTE", 0x1E},     {"WORD", 0x1F}, {"DWORD", 0x20},
-    {"BITARR8", 0x2D}, {"BITARR16", 0x2E}, {"BITARR32", 0x2F}, {"BIT1", 0x30}, {"BIT", 0x30},
-    {"BIT2", 0x31},    {"BIT3", 0x32},     {"BIT4", 0x33},     {"BIT5", 0x34}, {"BIT6", 0x35},
-    {"BIT7", 0x36},    {"BIT8", 0x37},
-};
-
+// Padding has none.
 uint8_t data_type(const PdoEntry &entry) {
-    const auto *const found =
-        std::find_if(std::begin(kDataTypes), std::end(kDataTypes),
-                     [&entry](const DataType &type) { return entry.type == type.name; });
-    if (found != std::end(kDataTypes)) {
-        return found->code;
-    }
-    if (entry.index == 0) {
-        return 0;
-    }
-    return entry.bits == 8 ? 0x05 : entry.bits == 16 ? 0x06 : entry.bits == 32 ? 0x07 : 0;
+    return entry.index == 0 ? uint8_t{0} : static_cast<uint8_t>(type_of(entry.type, entry.bits));
 }
 
 class Bytes {
@@ -172,8 +151,8 @@ Bytes sync_managers(const SlaveConfig &slave) {
     return data;
 }
 
-Bytes pdo_category(const SlaveConfig &slave, const PdoConfig &pdo, SyncManagerType type,
-                   Strings &strings) {
+Bytes pdo_category(const SlaveConfig &slave, std::span<const SyncManager> managers,
+                   const PdoConfig &pdo, SyncManagerType type, Strings &strings) {
     // An entry longer than its 8-bit length is several; a PDO has room for 255.
     std::vector<PdoEntry> entries;
     for (PdoEntry entry : pdo.entries) {
@@ -186,7 +165,8 @@ Bytes pdo_category(const SlaveConfig &slave, const PdoConfig &pdo, SyncManagerTy
     Bytes data;
     data.add(pdo.index);
     data.add(static_cast<uint8_t>(entries.size()));
-    data.add(pdo.assigned ? sync_manager_of(slave, pdo, type).value_or(kUnassigned) : kUnassigned);
+    data.add(pdo.assigned ? sync_manager_of(slave, managers, pdo, type).value_or(kUnassigned)
+                          : kUnassigned);
     data.add(uint8_t{0}); // synchronisation
     data.add(strings.number(pdo.name));
     data.add(static_cast<uint16_t>(pdo.fixed ? 0x0010 : 0));
@@ -226,6 +206,7 @@ void append_category(Bytes &image, uint16_t type, Bytes &&data) {
 }
 
 void append_categories(Bytes &image, const SlaveConfig &slave) {
+    const std::vector<SyncManager> managers = sync_managers_of(slave);
     Strings strings;
     Bytes rest;
     append_category(rest, sii::kGeneral, general(slave, strings));
@@ -233,11 +214,11 @@ void append_categories(Bytes &image, const SlaveConfig &slave) {
     append_category(rest, sii::kSyncM, sync_managers(slave));
     for (const PdoConfig &pdo : slave.input_pdos) {
         append_category(rest, sii::kTxPdo,
-                        pdo_category(slave, pdo, SyncManagerType::Inputs, strings));
+                        pdo_category(slave, managers, pdo, SyncManagerType::Inputs, strings));
     }
     for (const PdoConfig &pdo : slave.output_pdos) {
         append_category(rest, sii::kRxPdo,
-                        pdo_category(slave, pdo, SyncManagerType::Outputs, strings));
+                        pdo_category(slave, managers, pdo, SyncManagerType::Outputs, strings));
     }
     if (slave.dc) {
         append_category(rest, sii::kDc, clocks(slave, strings));

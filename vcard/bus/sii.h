@@ -55,15 +55,16 @@ uint16_t sii_alias(std::span<const uint8_t> image);
 // starts of the bus and resets of the card. Functions may be called from any thread.
 class EepromStore {
   public:
+    // Position and identity.
+    using Key = std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, uint32_t>;
+    static Key key_of(uint32_t position, const SlaveConfig &slave);
+
     // The written image, or the one of the factory.
     [[nodiscard]] SiiImage find(uint32_t position, const SlaveConfig &slave) const;
     [[nodiscard]] bool written(uint32_t position, const SlaveConfig &slave) const;
     void store(uint32_t position, const SlaveConfig &slave, SiiImage image);
 
   private:
-    using Key = std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, uint32_t>;
-    static Key key_of(uint32_t position, const SlaveConfig &slave);
-
     mutable std::mutex mutex_;
     std::map<Key, SiiImage> images_;
 };

@@ -1,5 +1,7 @@
 #include "vcard/bus/slave_mailboxes.h"
 
+#include "vcard/bus/ethercat.h"
+
 #include <algorithm>
 
 namespace tarn::vcard {
@@ -22,13 +24,13 @@ constexpr FaultName kFaults[] = {
 
 const char *letter(uint8_t state) {
     switch (state) {
-    case 1:
+    case kInit:
         return "I";
-    case 2:
+    case kPreOp:
         return "P";
-    case 4:
+    case kSafeOp:
         return "S";
-    case 8:
+    case kOp:
         return "O";
     default:
         return "B";

@@ -6,9 +6,8 @@
 #include "vcard/bus/start_mapping.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <set>
+#include <span>
 
 namespace tarn::vcard {
 
@@ -27,31 +26,6 @@ constexpr uint8_t kMaxEntries = 254;
 
 // ---- values -----------------------------------------------------------------------------------
 
-std::vector<uint8_t> number_bytes(uint64_t value, uint32_t bits) {
-    std::vector<uint8_t> bytes((bits + 7) / 8);
-    std::memcpy(bytes.data(), &value, std::min(bytes.size(), sizeof value));
-    return bytes;
-}
-
-uint32_t type_bits(uint16_t type) {
-    switch (type) {
-    case kBoolean:
-        return 1;
-    case kInteger8:
-    case kUnsigned8:
-        return 8;
-    case kInteger16:
-    case kUnsigned16:
-        return 16;
-    case kInteger64:
-    case kUnsigned64:
-    case kReal64:
-        return 64;
-    default:
-        return type >= kBit1 && type < kBit1 + 7 ? 1U + type - kBit1 : 32;
-    }
-}
-
 ObjectEntry entry_of(uint8_t subindex, std::string name, uint16_t type, uint16_t access,
                      uint64_t value = 0) {
     ObjectEntry entry;
@@ -60,7 +34,7 @@ ObjectEntry entry_of(uint8_t subindex, std::string name, uint16_t type, uint16_t
     entry.type = type;
     entry.bits = type_bits(type);
     entry.access = access;
-    entry.value = number_bytes(value, entry.bits);
+    entry.value = bytes_of(value, entry.bytes());
     return entry;
 }
 
@@ -88,41 +62,6 @@ ObjectEntry octets_entry(uint8_t subindex, std::string name, uint16_t access,
     entry.bits = static_cast<uint32_t>(value.size() * 8);
     entry.value = std::move(value);
     return entry;
-}
-
-// The type by its name in the file where its size is the entry's, else by the size alone.
-uint16_t type_of(const std::string &name, uint32_t bits) {
-    struct Named {
-        const char *name;
-        uint16_t type;
-    };
-    static constexpr Named kNamed[] = {
-        {"SINT", kInteger8},    {"INT", kInteger16},     {"DINT", kInteger32},
-        {"LINT", kInteger64},   {"USINT", kUnsigned8},   {"UINT", kUnsigned16},
-        {"UDINT", kUnsigned32}, {"ULINT", kUnsigned64},  {"REAL", kReal32},
-        {"LREAL", kReal64},     {"BOOL", kBoolean},      {"BIT", kBoolean},
-        {"BYTE", kUnsigned8},   {"BITARR8", kUnsigned8}, {"WORD", kUnsigned16},
-        {"DWORD", kUnsigned32}, {"LWORD", kUnsigned64},
-    };
-    for (const Named &named : kNamed) {
-        if (name == named.name && type_bits(named.type) == bits) {
-            return named.type;
-        }
-    }
-    switch (bits) {
-    case 1:
-        return kBoolean;
-    case 8:
-        return kUnsigned8;
-    case 16:
-        return kUnsigned16;
-    case 32:
-        return kUnsigned32;
-    case 64:
-        return kUnsigned64;
-    default:
-        return bits < 8 ? static_cast<uint16_t>(kBit1 + bits - 1) : uint16_t{kOctetString};
-    }
 }
 
 // ---- objects ----------------------------------------------------------------------------------
@@ -194,7 +133,7 @@ ObjectEntry &entry_at(Objects &objects, uint16_t index, uint8_t subindex,
     if (subindex != 0 && first.access == kRead && first.type == kUnsigned8 && !first.in_image) {
         first.value = {object.entries.back().subindex};
     }
-    return *object.find(made.subindex == subindex ? subindex : 0);
+    return made;
 }
 
 // ---- communication ----------------------------------------------------------------------------
@@ -272,9 +211,16 @@ void add_sync_parameters(Objects &objects, uint16_t index, const char *name,
                           : inputs && slave.outputs.length != 0  ? kInputsWithOutputs
                           : slave.inputs.length != 0             ? kSyncManagerEvent
                                                                  : kFreeRun;
+    ObjectEntry types = entry_of(1, "Synchronization type", kUnsigned16, kReadWritePreOp, type);
+    types.choices = {kFreeRun, kSyncManagerEvent};
+    if (inputs && slave.outputs.length != 0) {
+        types.choices.push_back(kInputsWithOutputs);
+    }
+    if (slave.dc) {
+        types.choices.push_back(kDcSync0);
+    }
     add_record(objects, index, name,
-               {entry_of(1, "Synchronization type", kUnsigned16, kReadWritePreOp, type),
-                entry_of(2, "Cycle time", kUnsigned32, kReadWritePreOp, cycle_ns),
+               {std::move(types), entry_of(2, "Cycle time", kUnsigned32, kReadWritePreOp, cycle_ns),
                 entry_of(3, "Shift time", kUnsigned32, kRead,
                          static_cast<uint32_t>(slave.dc_config.shift_ns)),
                 entry_of(4, "Synchronization types supported", kUnsigned16, kRead, supported),
@@ -313,10 +259,9 @@ void add_mappings(Objects &objects, const std::vector<PdoConfig> &pdos, bool out
 }
 
 // Types of the sync managers; of four, slaves keep the usual order where nothing else is known.
-std::vector<SyncManagerType> sync_manager_types(const SlaveConfig &slave) {
+std::vector<SyncManagerType> sync_manager_types(std::span<const SyncManager> managers) {
     std::vector<SyncManagerType> types = {SyncManagerType::MailboxOut, SyncManagerType::MailboxIn,
                                           SyncManagerType::Outputs, SyncManagerType::Inputs};
-    const std::vector<SyncManager> managers = sync_managers_of(slave);
     types.resize(std::max(types.size(), managers.size()), SyncManagerType::Unused);
     for (size_t i = 0; i < managers.size(); ++i) {
         if (managers[i].type != SyncManagerType::Unused) {
@@ -327,6 +272,7 @@ std::vector<SyncManagerType> sync_manager_types(const SlaveConfig &slave) {
 }
 
 void add_assignment(Objects &objects, const SlaveConfig &slave,
+                    std::span<const SyncManager> managers,
                     const std::vector<SyncManagerType> &types, size_t number) {
     const SyncManagerType type = types[number];
     const auto index = static_cast<uint16_t>(0x1C10 + number);
@@ -341,7 +287,7 @@ void add_assignment(Objects &objects, const SlaveConfig &slave,
     std::vector<uint32_t> values;
     for (const PdoConfig &pdo : outputs ? slave.output_pdos : slave.input_pdos) {
         if (pdo.assigned && pdo.index != 0) {
-            const size_t stated = sync_manager_of(slave, pdo, type).value_or(first);
+            const size_t stated = sync_manager_of(slave, managers, pdo, type).value_or(first);
             const bool known = stated < types.size() && types[stated] == type;
             if ((known ? stated : first) == number) {
                 values.push_back(pdo.index);
@@ -353,7 +299,8 @@ void add_assignment(Objects &objects, const SlaveConfig &slave,
 }
 
 void add_sync_managers(Objects &objects, const SlaveConfig &slave, uint32_t cycle_us) {
-    const std::vector<SyncManagerType> types = sync_manager_types(slave);
+    const std::vector<SyncManager> managers = sync_managers_of(slave);
+    const std::vector<SyncManagerType> types = sync_manager_types(managers);
     std::vector<ObjectEntry> entries;
     for (size_t i = 0; i < types.size(); ++i) {
         entries.push_back(entry_of(static_cast<uint8_t>(i + 1), "Sync manager " + std::to_string(i),
@@ -364,7 +311,7 @@ void add_sync_managers(Objects &objects, const SlaveConfig &slave, uint32_t cycl
     add_mappings(objects, slave.output_pdos, true);
     add_mappings(objects, slave.input_pdos, false);
     for (size_t i = 0; i < types.size(); ++i) {
-        add_assignment(objects, slave, types, i);
+        add_assignment(objects, slave, managers, types, i);
     }
     add_sync_parameters(objects, 0x1C32, "Output sync manager", slave, cycle_us);
     add_sync_parameters(objects, 0x1C33, "Input sync manager", slave, cycle_us);
@@ -570,8 +517,10 @@ void add_process_entry(Objects &objects, const PdoEntry &pdo, bool outputs, bool
         (entry.access & (VCARD_OBJECT_MAPPED_TO_OUTPUTS | VCARD_OBJECT_MAPPED_TO_INPUTS)) != 0) {
         return;
     }
+    // A command that the slave shows among its inputs is a command still.
+    const uint16_t as_input = entry.live.set != nullptr ? entry.access : kRead;
     entry.access = outputs ? kReadWritePreOp | VCARD_OBJECT_MAPPED_TO_OUTPUTS
-                           : kRead | VCARD_OBJECT_MAPPED_TO_INPUTS;
+                           : as_input | VCARD_OBJECT_MAPPED_TO_INPUTS;
     if (entry.live.get == nullptr && offset && entry.bits == pdo.bits) {
         entry.in_image = true;
         entry.offset = *offset;
@@ -630,11 +579,9 @@ void add_named_entry(Objects &objects, const CoeInitCommand &command) {
     ObjectEntry &entry = entry_at(objects, command.index, subindex,
                                   command.comment.empty() ? "Start parameter" : command.comment);
     const size_t size = given == 0 ? 4 : given; // a command that reads may name no size
-    const uint16_t type = size == 3 || size > 8 || size == 5 || size == 6 || size == 7
-                              ? uint16_t{kOctetString}
-                              : type_of("", static_cast<uint32_t>(size * 8));
-    entry = entry_of(subindex, command.comment, type, kReadWrite);
-    entry.bits = static_cast<uint32_t>(size * 8);
+    const auto bits = static_cast<uint32_t>(size * 8);
+    entry = entry_of(subindex, command.comment, type_of({}, bits), kReadWrite);
+    entry.bits = bits;
     entry.value.assign(size, 0);
 }
 
@@ -643,17 +590,19 @@ constexpr uint16_t kIdentityEnd = 0x1020; // no start command changes what a sla
 // A start command may set what the slave would not let others set, and beyond a profile's limits:
 // its tool knew the slave.
 void let_command_write(ObjectEntry &entry, const CoeInitCommand &command) {
-    const bool shown = entry.live.get != nullptr && entry.live.set == nullptr;
-    if (command.index < kIdentityEnd || shown ||
-        (entry.access & VCARD_OBJECT_MAPPED_TO_INPUTS) != 0) {
+    const bool shown =
+        entry.live.set == nullptr &&
+        (entry.live.get != nullptr || (entry.access & VCARD_OBJECT_MAPPED_TO_INPUTS) != 0);
+    if (command.index < kIdentityEnd || shown) {
         return;
     }
     entry.access |= VCARD_OBJECT_WRITE;
+    if (!entry.choices.empty() && !command.complete_access) {
+        entry.choices.push_back(number_of(command.data));
+    }
     if (entry.limited && command.index >= 0x6000 && !command.complete_access &&
         command.data.size() == entry.bytes() && entry.bytes() <= sizeof(int32_t)) {
-        uint32_t value = 0;
-        std::memcpy(&value, command.data.data(), command.data.size());
-        entry.maximum = std::max(entry.maximum, int64_t{value});
+        entry.maximum = std::max(entry.maximum, static_cast<int64_t>(number_of(command.data)));
     }
 }
 

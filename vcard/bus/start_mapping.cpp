@@ -1,6 +1,7 @@
 #include "vcard/bus/start_mapping.h"
 
-#include <algorithm>
+#include "vcard/bus/data_type.h"
+
 #include <map>
 #include <span>
 
@@ -8,14 +9,6 @@ namespace tarn::vcard {
 namespace {
 
 constexpr size_t kCountSize = 2; // of subindex 0 with complete access
-
-uint32_t number_of(std::span<const uint8_t> bytes) {
-    uint32_t value = 0;
-    for (size_t i = 0; i < std::min(bytes.size(), sizeof value); ++i) {
-        value |= static_cast<uint32_t>(bytes[i]) << (8 * i);
-    }
-    return value;
-}
 
 // A list as it is written: entry by entry and then their number, or all at once.
 class WrittenList {
@@ -54,7 +47,8 @@ class WrittenList {
   private:
     void take_entries(size_t subindex, std::span<const uint8_t> data) {
         for (size_t at = 0; at + width_ <= data.size() && subindex <= UINT8_MAX; at += width_) {
-            entries_[static_cast<uint8_t>(subindex++)] = number_of(data.subspan(at, width_));
+            entries_[static_cast<uint8_t>(subindex++)] =
+                static_cast<uint32_t>(number_of(data.subspan(at, width_)));
         }
     }
 

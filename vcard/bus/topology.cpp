@@ -21,17 +21,25 @@ constexpr uint32_t port_communication(uint32_t port) {
 
 Topology::Topology(const Network &network) : nodes_(network.slaves.size()) {
     for (uint32_t i = 1; i < size(); ++i) {
-        uint32_t parent = network.slaves[i].previous_port_slave;
-        if (parent >= i) {
-            parent = i - 1;
+        const uint32_t parent = network.slaves[i].previous_port_slave;
+        nodes_[i].parent = parent < i ? parent : i - 1;
+        hang(i, network.slaves[i].previous_port);
+    }
+    for (uint32_t i = 1; i < size(); ++i) { // what has no port of its own takes what is left
+        const auto &children = nodes_[nodes_[i].parent].children;
+        const auto *const free = std::find(children.begin(), children.end(), kNobody);
+        if (nodes_[i].parent_port == kPorts && free != children.end()) {
+            hang(i, static_cast<uint32_t>(free - children.begin()) + 1);
         }
-        auto &children = nodes_[parent].children;
-        nodes_[i].parent = parent;
-        auto *const free = std::find(children.begin(), children.end(), kNobody);
-        if (free != children.end()) {
-            *free = i;
-            nodes_[i].parent_port = static_cast<uint32_t>(free - children.begin()) + 1;
-        }
+    }
+    update();
+}
+
+void Topology::hang(uint32_t slave, uint32_t port) {
+    auto &children = nodes_[nodes_[slave].parent].children;
+    if (port != 0 && port < kPorts && children[port - 1] == kNobody) {
+        children[port - 1] = slave;
+        nodes_[slave].parent_port = port;
     }
 }
 
@@ -60,6 +68,11 @@ uint32_t Topology::behind(uint32_t slave) const {
         count += inside[i] ? 1U : 0U;
     }
     return count;
+}
+
+uint32_t Topology::hops_to_end(uint32_t slave, uint32_t port) const {
+    const Node &child = nodes_[neighbour(slave, port)];
+    return child.hops - 1 + 2 * child.branch - nodes_[slave].hops;
 }
 
 uint16_t Topology::dl_status(uint32_t slave) const {
@@ -106,6 +119,23 @@ void Topology::plug_in(uint32_t slave) {
 void Topology::update() {
     for (Node &node : nodes_) {
         node.answers = node.plugged() && (node.parent == kMaster || nodes_[node.parent].answers);
+        node.branch = 1;
+    }
+    for (size_t i = nodes_.size(); i-- > 1;) { // children come behind their parents
+        nodes_[nodes_[i].parent].branch += nodes_[i].plugged() ? nodes_[i].branch : 0;
+    }
+    for (Node &node : nodes_) {
+        if (node.parent != kMaster && node.parent_port == kPorts) {
+            node.hops = nodes_[node.parent].hops + 1;
+        }
+        uint32_t hops = node.hops;
+        for (const uint32_t port : {3U, 1U, 2U}) { // the way of a frame
+            const uint32_t child = node.children[port - 1];
+            if (child != kNobody) {
+                nodes_[child].hops = hops + 1;
+                hops += nodes_[child].plugged() ? 2 * nodes_[child].branch : 0;
+            }
+        }
     }
 }
 

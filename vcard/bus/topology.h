@@ -10,7 +10,8 @@
 namespace tarn::vcard {
 
 // Port 0 of a slave leads towards the master, ports 1 to 3 to slaves behind it. A slave beyond the
-// third on one parent hangs on no port that could be named.
+// third on one parent hangs on no port that could be named. Slaves hang where the configuration
+// says, else on the first port that is free.
 class Topology {
   public:
     static constexpr uint32_t kPorts = 4;
@@ -34,6 +35,11 @@ class Topology {
     [[nodiscard]] bool answers(uint32_t slave) const { return nodes_[slave].answers; }
     // Slaves that answer only when this one does, without itself.
     [[nodiscard]] uint32_t behind(uint32_t slave) const;
+    // Cables that a frame has taken from the first slave to this one. It goes through a slave's
+    // ports in the order 3, 1, 2, each to the end of its branch and back.
+    [[nodiscard]] uint32_t hops(uint32_t slave) const { return nodes_[slave].hops; }
+    // Further cables from there until the frame is back at the port, which has a cable.
+    [[nodiscard]] uint32_t hops_to_end(uint32_t slave, uint32_t port) const;
     // DL status register: links, loops and communication of the ports. 0 without answer.
     [[nodiscard]] uint16_t dl_status(uint32_t slave) const;
 
@@ -54,10 +60,14 @@ class Topology {
         bool pulled_here = false;
         bool pulled_there = false;
         bool answers = true;
+        uint32_t branch = 1; // slaves that a frame reaches through port 0, with this one
+        uint32_t hops = 0;
 
         [[nodiscard]] bool plugged() const { return !pulled_here && !pulled_there; }
     };
 
+    // Hangs a slave on a port of its parent when that is a free one.
+    void hang(uint32_t slave, uint32_t port);
     void update();
 
     std::vector<Node> nodes_;

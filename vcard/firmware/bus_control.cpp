@@ -1,5 +1,6 @@
 #include "vcard/firmware/bus_control.h"
 
+#include "vcard/bus/ethercat.h"
 #include "vcard/firmware/status.h"
 
 #include <array>
@@ -13,7 +14,7 @@ namespace tarn::vcard {
 
 namespace {
 
-constexpr std::array<uint8_t, 3> kStartStates = {2, 4, 8}; // PREOP, SAFEOP, OP
+constexpr std::array<uint8_t, 3> kStartStates = {kPreOp, kSafeOp, kOp};
 
 template <typename T>
 bool ready(const std::future<T> &future) {

@@ -14,8 +14,6 @@ namespace {
 using Result = std::optional<Reply>;
 using std::chrono::milliseconds;
 
-constexpr uint32_t kNoPassword = 0; // requests carry none
-
 constexpr milliseconds kUsualSdoTimeout{3000}; // for a request that names none
 constexpr milliseconds kSlowExchange{20};      // of a slow slave
 constexpr milliseconds kFoeTimeout{10'000};    // of a slave that says nothing
@@ -336,8 +334,7 @@ Result step_foe_read(Channel &channel, const Foe &foe, Clock::time_point now) {
         return refusal;
     }
     SlaveFiles::Content content;
-    const FoeAnswer answer =
-        channel.slave_files().read(foe_slave(channel, foe), foe.name, kNoPassword, content);
+    const FoeAnswer answer = channel.slave_files().read(foe_slave(channel, foe), foe.name, content);
     FoeProgress progress = foe_progress(channel, foe, content ? content->size() : 0, now);
     if (progress.waiting || progress.failure) {
         return progress.failure;
@@ -357,8 +354,7 @@ Result step_foe_write(Channel &channel, const Foe &foe, const SlaveFiles::Conten
     if (progress.waiting || progress.failure) {
         return progress.failure;
     }
-    return foe_reply(
-        foe, channel.slave_files().write(foe_slave(channel, foe), foe.name, kNoPassword, content));
+    return foe_reply(foe, channel.slave_files().write(foe_slave(channel, foe), foe.name, content));
 }
 
 // The names of the request; a refusal when they are no names.

@@ -16,12 +16,18 @@ struct Memory {
     Access (Bus::*write)(uint32_t, uint32_t, std::span<const uint8_t>);
     uint32_t read_failed;
     uint32_t write_failed;
+    bool written_running; // writes need a bus that runs
 };
 
-inline constexpr Memory kEeprom = {"EEPROM", &Bus::read_eeprom, &Bus::write_eeprom,
-                                   status::kEepromRead, status::kEepromWrite};
-inline constexpr Memory kRegisters = {"memory", &Bus::read_memory, &Bus::write_memory,
-                                      status::kWrongWorkingCounter, status::kWrongWorkingCounter};
+inline constexpr Memory kEeprom = {
+    "EEPROM", &Bus::read_eeprom, &Bus::write_eeprom, status::kEepromRead, status::kEepromWrite,
+    false};
+inline constexpr Memory kRegisters = {"memory",
+                                      &Bus::read_memory,
+                                      &Bus::write_memory,
+                                      status::kWrongWorkingCounter,
+                                      status::kWrongWorkingCounter,
+                                      true};
 
 // Nothing: a slave of the configuration is asked for.
 Result check(Channel &channel, const Request &request) {
@@ -80,6 +86,9 @@ Result write(Channel &channel, Mailbox &, const Request &request) {
         return Reply::refused(status::kInconsistentLength,
                               std::to_string(range.length) + " bytes announced, " +
                                   std::to_string(data.size()) + " received");
+    }
+    if (memory.written_running && !channel.bus().running()) {
+        return Reply::refused(status::kNotStarted, "the bus is stopped");
     }
     const Access access = (channel.bus().*memory.write)(range.slave, range.address, data);
     return access == Access::Done ? Reply::done()

@@ -39,72 +39,73 @@ FileContent firmware_content() {
 
 } // namespace
 
-// Another slave at a position has files of its own.
-std::map<std::string, SlaveFiles::File> &SlaveFiles::files_of(const FoeSlave &slave) {
-    const auto found = slaves_.find(slave.number);
-    const SlaveConfig &config = slave.config;
-    if (found != slaves_.end() && found->second.vendor_id == config.vendor_id &&
-        found->second.product_code == config.product_code &&
-        found->second.serial_no == config.serial_no) {
-        return found->second.files;
-    }
+SlaveFiles::Files SlaveFiles::factory_files(const FoeSlave &slave) {
     const auto file = [](FileContent content, bool read_only, bool protect) {
         return File{std::make_shared<const FileContent>(std::move(content)), read_only, protect};
     };
-    Slave made{config.vendor_id, config.product_code, config.serial_no, {}};
-    made.files["device.txt"] = file(text_content(device_text(slave)), true, false);
-    made.files["firmware.efw"] = file(firmware_content(), false, false);
-    made.files["service.dat"] = file(text_content("service counters: 0\n"), false, true);
-    return slaves_.insert_or_assign(slave.number, std::move(made)).first->second.files;
+    Files files;
+    files["device.txt"] = file(text_content(device_text(slave)), true, false);
+    files["firmware.efw"] = file(firmware_content(), false, false);
+    files["service.dat"] = file(text_content("service counters: 0\n"), false, true);
+    return files;
 }
 
-FoeAnswer SlaveFiles::read(const FoeSlave &slave, const std::string &name, uint32_t password,
-                           Content &content) {
-    const auto &files = files_of(slave);
+// Another slave at a position has files of its own.
+SlaveFiles::Files SlaveFiles::files_of(const FoeSlave &slave) const {
+    const auto found = slaves_.find(EepromStore::key_of(slave.number, slave.config));
+    return found != slaves_.end() ? found->second : factory_files(slave);
+}
+
+FoeAnswer SlaveFiles::read(const FoeSlave &slave, const std::string &name, Content &content) const {
+    const Files files = files_of(slave);
     const auto file = files.find(name);
     if (file == files.end()) {
         return FoeAnswer::NotFound;
     }
-    if (file->second.protect && password != kPassword) {
+    if (file->second.protect) {
         return FoeAnswer::NoRights;
     }
     content = file->second.content;
     return FoeAnswer::Done;
 }
 
-FoeAnswer SlaveFiles::write(const FoeSlave &slave, const std::string &name, uint32_t password,
-                            Content content) {
-    auto &files = files_of(slave);
+FoeAnswer SlaveFiles::write(const FoeSlave &slave, const std::string &name, Content content) {
+    Files files = files_of(slave);
     const auto known = files.find(name);
-    if (known != files.end() && known->second.protect && password != kPassword) {
+    if (known != files.end() && known->second.protect) {
         return FoeAnswer::NoRights;
     }
     if (known != files.end() && known->second.read_only) {
         return FoeAnswer::AccessDenied;
     }
-    if (is_firmware(name) && (slave.state & 0x0F) != kBoot) {
+    if (is_firmware(name) && (slave.state & kStateMask) != kBoot) {
         return FoeAnswer::BootstrapOnly;
     }
-    size_t used = 0;
-    for (const auto &[other, file] : files) {
-        used += other == name ? 0 : file.content->size();
-    }
-    const size_t replaced = known == files.end() ? 0 : known->second.content->size();
-    if (content->size() > kMaxFileSize || used + content->size() > kSlaveSize ||
-        total() - replaced + content->size() > kTotalSize ||
-        (known == files.end() && files.size() >= kMaxFiles)) {
+    const auto key = EepromStore::key_of(slave.number, slave.config);
+    const size_t others = total() - (slaves_.contains(key) ? size_of(slaves_[key]) : 0);
+    const bool full = known == files.end() && files.size() >= kMaxFiles;
+    const size_t size = content->size();
+    files[name].content = std::move(content);
+    const size_t used = size_of(files);
+    if (full || size > kMaxFileSize || used > kSlaveSize || others + used > kTotalSize) {
         return FoeAnswer::DiskFull;
     }
-    files[name].content = std::move(content);
+    slaves_[key] = std::move(files);
     return FoeAnswer::Done;
+}
+
+size_t SlaveFiles::size_of(const Files &files) {
+    size_t sum = 0;
+    for (const auto &[name, file] : files) {
+        sum += file.content->size();
+    }
+    return sum;
 }
 
 size_t SlaveFiles::total() const {
     size_t sum = 0;
-    for (const auto &[number, slave] : slaves_) {
-        for (const auto &[name, file] : slave.files) {
-            sum += file.content->size();
-        }
+    for (const auto &[key, files] : slaves_) {
+        sum += size_of(files);
     }
     return sum;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "vcard/bus/network.h"
+#include "vcard/bus/sii.h"
 #include "vcard/firmware/file_store.h"
 
 #include <cstdint>
@@ -32,35 +33,29 @@ struct FoeSlave {
 class SlaveFiles {
   public:
     static constexpr size_t kMaxFileSize = 25U << 20;
-    static constexpr size_t kSlaveSize = 32U << 20;   // of all files of a slave
-    static constexpr size_t kTotalSize = 256U << 20;  // of all slaves
-    static constexpr size_t kMaxFiles = 32;           // of a slave
-    static constexpr uint32_t kPassword = 0x66617365; // of the protected files
+    static constexpr size_t kSlaveSize = 32U << 20;  // of all files of a slave
+    static constexpr size_t kTotalSize = 256U << 20; // of all slaves
+    static constexpr size_t kMaxFiles = 32;          // of a slave
 
     using Content = std::shared_ptr<const FileContent>;
 
-    FoeAnswer read(const FoeSlave &slave, const std::string &name, uint32_t password,
-                   Content &content);
-    FoeAnswer write(const FoeSlave &slave, const std::string &name, uint32_t password,
-                    Content content);
+    FoeAnswer read(const FoeSlave &slave, const std::string &name, Content &content) const;
+    FoeAnswer write(const FoeSlave &slave, const std::string &name, Content content);
 
   private:
     struct File {
         Content content;
         bool read_only = false;
-        bool protect = false; // asks for the password
+        bool protect = false; // asks for a password, which no request carries
     };
-    struct Slave {
-        uint32_t vendor_id;
-        uint32_t product_code;
-        uint32_t serial_no;
-        std::map<std::string, File> files;
-    };
+    using Files = std::map<std::string, File>;
 
-    std::map<std::string, File> &files_of(const FoeSlave &slave);
+    static Files factory_files(const FoeSlave &slave);
+    [[nodiscard]] Files files_of(const FoeSlave &slave) const;
+    static size_t size_of(const Files &files);
     [[nodiscard]] size_t total() const;
 
-    std::map<uint32_t, Slave> slaves_; // by position
+    std::map<EepromStore::Key, Files> slaves_; // those that were written to
 };
 
 } // namespace tarn::vcard

@@ -1,5 +1,6 @@
 // The commands of the output watchdog.
 #include "tarn_vcard/records.h"
+#include "vcard/bus/ethercat.h"
 #include "vcard/firmware/channel.h"
 #include "vcard/firmware/status.h"
 
@@ -173,7 +174,7 @@ Result query(Channel &channel, Mailbox &, const Request &request) {
     channel.bus().use_watchdog([&](OutputWatchdog &watchdog) {
         const SafeData *safe = watchdog.safe_data(record.slave);
         const OutputWatchdog::Status status = watchdog.status();
-        record.status[0] = flags_of(status, safe, state == 4 || state == 8);
+        record.status[0] = flags_of(status, safe, state == kSafeOp || state == kOp);
         record.status[1] = status.expiries;
         record.length = safe != nullptr ? bytes : 0;
         reply = Reply::value(record);

@@ -71,8 +71,8 @@ class Descriptor {
     int fd_;
 };
 
-Descriptor make_event() {
-    return Descriptor::checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot make an event");
+Descriptor make_event(unsigned count = 0) {
+    return Descriptor::checked(eventfd(count, EFD_CLOEXEC | EFD_NONBLOCK), "cannot make an event");
 }
 
 // Signals every tick. Cheaper than a time-out, which the system would set up anew at every sleep.
@@ -90,6 +90,14 @@ Descriptor make_ticker() {
 void signal_event(const Descriptor &event) {
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t count = write(event.get(), &one, sizeof(one));
+}
+
+// Wakes whoever watches the event for edges. A client shares the event's flags, so that it can make
+// writes wait, and its count, so that it can leave no room in it: nothing is added, which waits for
+// no room. An edge comes nevertheless, as long as nobody takes the one that the event began with.
+void wake(const Descriptor &event) {
+    const uint64_t nothing = 0;
+    [[maybe_unused]] const ssize_t count = write(event.get(), &nothing, sizeof(nothing));
 }
 
 // Memory that other processes map as well. Nobody can change its size, so that no mapping of it can
@@ -130,9 +138,10 @@ struct ClientLink {
     Descriptor kick = make_event();
     std::array<Descriptor, link::kInterruptCount> interrupts;
 
+    // The events stand at one from the beginning, see wake().
     ClientLink() {
         for (Descriptor &interrupt : interrupts) {
-            interrupt = make_event();
+            interrupt = make_event(1);
         }
     }
 
@@ -142,7 +151,7 @@ struct ClientLink {
         InterruptCell &cell = page->interrupts[number];
         if (cell.pending.exchange(1, std::memory_order_seq_cst) == 0 &&
             cell.waiting.load(std::memory_order_seq_cst) != 0) {
-            signal_event(interrupts[number]);
+            wake(interrupts[number]);
         }
     }
 

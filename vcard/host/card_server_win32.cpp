@@ -52,36 +52,40 @@ class FineTimer {
 };
 
 // Raises the cycle interrupts for the buses: a request to the driver takes its time, and no cycle
-// shall wait for it. Cycles that come meanwhile are one interrupt.
+// shall wait for it. Cycles that come meanwhile are one interrupt. The buses wake it by a word and
+// not by an event, since under Wine each touch of an event is a request to Wine's server.
 class CycleInterrupts {
   public:
     explicit CycleInterrupts(DriverNode &node) : node_(node), thread_([this] { run(); }) {}
     ~CycleInterrupts() {
-        pending_ |= kStop;
-        wake_.set();
+        add(kStop);
         thread_.join();
     }
     CycleInterrupts(const CycleInterrupts &) = delete;
     CycleInterrupts &operator=(const CycleInterrupts &) = delete;
 
     static bool is_one(unsigned interrupt) { return interrupt % 4 == 2; }
-    void raise(unsigned interrupt) {
-        if (pending_.fetch_or(1U << interrupt) == 0) {
-            wake_.set();
-        }
-    }
+    void raise(unsigned interrupt) { add(1U << interrupt); }
 
   private:
     static constexpr uint32_t kStop = 1U << 31;
 
+    void add(uint32_t bit) {
+        if (pending_.fetch_or(bit) == 0) {
+            WakeByAddressSingle(&pending_);
+        }
+    }
+
+    uint32_t wait() {
+        uint32_t none = 0;
+        while (pending_ == none) {
+            WaitOnAddress(&pending_, &none, sizeof(none), INFINITE);
+        }
+        return pending_.exchange(none);
+    }
+
     void run() {
-        for (;;) {
-            WaitForSingleObject(wake_.get(), INFINITE);
-            wake_.reset(); // before the look: what comes later sets it again
-            const uint32_t pending = pending_.exchange(0);
-            if ((pending & kStop) != 0) {
-                return;
-            }
+        for (uint32_t pending = wait(); (pending & kStop) == 0; pending = wait()) {
             for (unsigned interrupt = 0; interrupt < 8; ++interrupt) {
                 if ((pending & 1U << interrupt) != 0) {
                     node_.raise(interrupt);
@@ -91,7 +95,6 @@ class CycleInterrupts {
     }
 
     DriverNode &node_;
-    Event wake_;
     std::atomic<uint32_t> pending_{0};
     std::thread thread_;
 };

@@ -12,6 +12,8 @@ namespace tarn::vcard {
 
 namespace {
 
+constexpr uint32_t kMostChannels = 2; // of a card
+
 struct Counter {
     const char *name;
     std::atomic<uint32_t> Faults::*value;
@@ -85,6 +87,15 @@ void clear(Faults &faults) {
     faults.status_count = 0;
 }
 
+// Where no bus runs there is nothing to end.
+void end_bus_faults(Firmware &card) {
+    for (uint32_t channel = 0; channel < kMostChannels; ++channel) {
+        for (const char *fault : kBusFaults) {
+            card.bus_fault(channel, fault, 0);
+        }
+    }
+}
+
 void set_slave_fault(Firmware &card, uint32_t channel, const SlaveFault &fault,
                      const std::vector<std::string> &words) {
     const SlavePlace place = parse_slave_place(words.at(1));
@@ -103,7 +114,8 @@ void set_slave_fault(Firmware &card, uint32_t channel, const SlaveFault &fault,
         throw std::invalid_argument(
             "channel " + std::to_string(channel) + " has no running bus with a slave " +
             std::to_string(place.slave) +
-            (place.port ? " that has a cable at port " + std::to_string(*place.port) : ""));
+            (place.port ? " that has a cable at port " + std::to_string(*place.port)
+                        : " that can have this fault"));
     }
 }
 
@@ -179,9 +191,7 @@ void set_fault(Firmware &card, uint32_t channel, const std::vector<std::string> 
         set_status(faults, words);
     } else if (name == "clear") {
         clear(faults);
-        for (const char *fault_of_bus : kBusFaults) {
-            card.bus_fault(channel, fault_of_bus, 0); // where no bus runs there is nothing to end
-        }
+        end_bus_faults(card);
     } else {
         throw std::invalid_argument("\"" + name + "\" is no fault");
     }

@@ -510,9 +510,9 @@ PCI_TARN_API uint32_t BOARD_TIMEOUT_TRIGGER(BoardHandle *handle, int32_t flag);
  * users of the card notice, then writes the request to card memory; it does not wait for the reset.
  * Handles stay valid.
  *
- * The reset is over when the 32-bit word at 0x188 of BAR2 (getBarPtr()) reads 0 again; from then on
- * the card is back as soon as BoardIsAlive() says so. Until the card has begun its reset
- * BoardIsAlive() still tells of the firmware before it.
+ * The request is the 32-bit word at 0x188 of BAR2 (getBarPtr()). The virtual card sets it back to 0
+ * when its reset is over; from then on it is back as soon as BoardIsAlive() says so. Until a card
+ * has begun its reset BoardIsAlive() still tells of the firmware before it.
  *
  * @param handle  board
  * @return 0; 32770 when the handle is null; 80006 when the firmware is too old to reset itself

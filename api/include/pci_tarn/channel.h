@@ -168,7 +168,7 @@ PCI_TARN_API uint32_t EcatRunCommand(EcatHandle *handle, const uint8_t *data, ui
  * @param data      bytes to post; may be null when `length` is 0
  * @param length    number of bytes
  * @return 0; 32770 when the handle is null, or `data` is null and `length` is not 0; 80011 when the
- *         ring stayed full
+ *         ring stayed full; 80006 when the channel's area holds no such ring
  */
 PCI_TARN_API uint32_t _EcatSockClientPostData(EcatHandle *handle, uint32_t type, uint32_t parameter,
                                               const void *data, uint32_t length);
@@ -183,8 +183,10 @@ PCI_TARN_API uint32_t _EcatSockClientPostData(EcatHandle *handle, uint32_t type,
  * @param[out] type   gets the message type
  * @param[out] buffer gets the data; must hold what a whole slot of the ring carries, which is not
  *                    checked: 1,024 bytes with the firmware's standard rings
- * @param[out] length gets the number of bytes
- * @return 0; 32770 when an argument is null; 80003 when no message came
+ * @param[out] length gets the number of bytes; where the card names more than a slot carries, what
+ *                    the slot carries
+ * @return 0; 32770 when an argument is null; 80003 when no message came; 80006 when the
+ *         channel's area holds no such ring
  */
 PCI_TARN_API uint32_t _EcatSockClientGetData(EcatHandle *handle, uint32_t *type, void *buffer,
                                              uint32_t *length);

@@ -111,10 +111,10 @@ PCI_TARN_API uint32_t EcatOpenEx(EcatHandle **out, const char *name, uint32_t ch
 PCI_TARN_API uint32_t EcatClose(EcatHandle *handle);
 
 /**
- * EcatClose() without its test of the handle.
+ * EcatClose() without its test for a null handle.
  *
  * @param handle channel to close; must not be null
- * @return 0
+ * @return 0; 80006 from within the handle's cycle callback, with nothing done
  */
 PCI_TARN_API uint32_t __EcatClose(EcatHandle *handle);
 

@@ -359,7 +359,8 @@ PCI_TARN_API uint32_t EcatPIReinitModeGetGlobal(EcatHandle *handle, uint32_t *mo
  * Hands the image of @ref ECAT_PI_NORMAL_OUTPUT to the card's output queue of 128 entries.
  *
  * Blocks while the queue is full, up to the time-out. Counts as an access that feeds the watchdog.
- * The queue takes one producer at a time: two threads or processes that push at once lose an entry.
+ * The queue takes one producer at a time: of two threads or processes that push at once one loses
+ * its entry, or both leave a torn one; so does a write to the image while another thread pushes it.
  *
  * @param handle     opened channel
  * @param flag       stored in the last byte of the entry; an image of 4,096 bytes takes its place
@@ -392,11 +393,12 @@ PCI_TARN_API uint32_t EcatPIInputQueuePop(EcatHandle *handle, uint8_t newest, ui
  * ECAT_PI_NORMAL_INPUT, where the image is read afterwards, logical addressing applied.
  *
  * Blocks while the queue is empty, up to the time-out. Between two looks it waits for the bus cycle
- * as the access mode does, and prints "timeout" whenever that wait ends without a cycle; below a
- * millisecond it only looks again. When the time is up it prints the times and gives up.
+ * as the access mode does, each time up to the whole time-out in whole milliseconds, and prints
+ * "timeout" whenever that wait ends without a cycle: with the bus standing still it may last twice
+ * the time-out, and 2 ms at least but in the cycle mode. When the time is up it prints the times
+ * and gives up.
  *
- * The queue holds 128 images and keeps the oldest: a program that falls behind loses the newest
- * ones. Every process of the channel takes from the same queue.
+ * The queue holds 128 images. Every process of the channel takes from the same queue.
  *
  * @param handle     opened channel
  * @param newest     0 takes the oldest image; any other value the newest and drops the older ones
@@ -477,8 +479,11 @@ PCI_TARN_API uint32_t EcatPIWatchDogStop(EcatHandle *handle);
  * @param second_status  gets the second status word; may be null
  * @param first_block    gets the first block; null when not wanted
  * @param second_block   gets the second block; null when not wanted
- * @param[in,out] length in: bytes that each block holds, not 0; out: bytes of each block. Status
- *                       words and length are written whatever the result, also without a reply
+ * @param[in,out] length in: bytes that each block holds, not 0; out: the length that the card says.
+ *                       It is more than the one given where the blocks are too small (90007), and
+ *                       no block gets more bytes than the one given. Once the request was made,
+ *                       status words and length are written whatever the result, also without a
+ *                       reply
  * @return the firmware's status, 0 for success; 80013 for a null handle; 32770 for a null `length`;
  *         32769 when memory is used up; 80002 when the blocks do not fit into `length` bytes, also
  *         for a `length` of 0; 80001 and 80003 as pcie_pkt_send()
@@ -874,8 +879,11 @@ PCI_TARN_API uint32_t pi_buff_3p_slave_read_cycle(void *object, uint32_t offset,
  *     /etc/security/limits.conf, or `LimitRTPRIO=99` in the unit of a service), or the capability
  *     CAP_SYS_NICE (`setcap cap_sys_nice+ep PROGRAM`);
  *   - Windows: the right to raise its own process into the real-time class. A user without
- * "Increase scheduling priority" gets the high class in its place, which is enough for the thread
- * to run. Entering the mode raises the class of the whole process.
+ *     "Increase scheduling priority" gets the high class in its place, which is enough for the
+ *     thread to run. Entering the mode raises the class of the whole process.
+ *
+ * @name Access modes
+ * @{
  */
 /** Every write is published at once and every read fetches first; every channel starts so. */
 #define ECAT_PI_MODE_DIRECT 0
@@ -883,11 +891,19 @@ PCI_TARN_API uint32_t pi_buff_3p_slave_read_cycle(void *object, uint32_t offset,
 #define ECAT_PI_MODE_CYCLE 1
 /** The program exchanges, with EcatPIASyncUpdateData(). */
 #define ECAT_PI_MODE_MANUAL 2
+/** @} */
 
 /**
  * Called by the data-swap thread once per bus cycle, after both exchanges and outside all locks.
  * It delays the thread: a call that takes longer than a cycle makes the thread miss cycles. It may
  * use the process image; it may neither close the channel nor change its mode.
+ *
+ * On Linux a process that ends through exit() or from main(), and one that unloads the library,
+ * waits for the callbacks that are under way and lets no further one begin. A callback that waits
+ * for something that the ending thread holds or would have to do makes that wait endless. One that
+ * calls exit() itself is not waited for. On Windows the system has ended the threads by then, in
+ * the middle of a callback, and nobody waits; there close the channel before the library is
+ * unloaded while the process goes on.
  */
 typedef void (*EcatCycleCallback)(void *arg, EcatHandle *handle);
 
@@ -901,6 +917,7 @@ typedef struct EcatPIAsyncState {
     EcatCycleCallback callback; /**< called once per cycle, null for none */
     /** Waits for the next cycle; 0 when woken, non-zero on time-out. */
     uint32_t (*wakeup)(EcatHandle *handle, uint32_t timeout_ms);
+    uint32_t changing; /**< 1 while a thread changes the mode */
 } EcatPIAsyncState;
 
 /**
@@ -1009,7 +1026,8 @@ PCI_TARN_API uint32_t EcatPIInputWaitNotify(EcatHandle *handle, uint32_t timeout
  * the thread has ended.
  *
  * @param state state of the channel
- * @return 0; 32770 for a null state
+ * @return 0; 32770 for a null state; 80006 from within the channel's cycle callback, with nothing
+ * done
  */
 PCI_TARN_API uint32_t __EcatPIASyncModeReset(EcatPIAsyncState *state);
 
@@ -1017,13 +1035,14 @@ PCI_TARN_API uint32_t __EcatPIASyncModeReset(EcatPIAsyncState *state);
  * As __EcatPIASyncModeReset(), and gives back the semaphore. Closing a channel does this.
  *
  * @param state state of the channel
- * @return 0; 32770 for a null state
+ * @return as __EcatPIASyncModeReset()
  */
 PCI_TARN_API uint32_t __EcatPIASyncModeDestroy(EcatPIAsyncState *state);
 
 /**
- * Waits at most 2 ms for the channel's cycle interrupt. Every handle of the process gets every
- * cycle; of several threads that wait with one handle, one or more get it.
+ * Waits at most 2 ms for the channel's cycle interrupt. Every handle of the process is told of it;
+ * cycles that came since its last call count as one, and it comes back at once. Of several threads
+ * that wait with one handle, one or more are told.
  *
  * @param handle opened channel
  * @return 0 when it came; 1 otherwise, also for a null handle

@@ -1,6 +1,7 @@
 #include "base/os.h"
 
 #include "base/console.h"
+#include "base/wait_result.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -17,7 +18,6 @@
 namespace tarn::os {
 namespace {
 
-constexpr uint32_t kWaitTimeout = 258;
 constexpr uint64_t kNsPerSecond = 1'000'000'000;
 
 std::timespec to_timespec(uint64_t ns) noexcept {
@@ -126,7 +126,7 @@ uint32_t sem_wait(void *semaphore, uint64_t timeout_ms) noexcept {
     if (taken) {
         return 0;
     }
-    return error == ETIMEDOUT ? kWaitTimeout : static_cast<uint32_t>(error);
+    return error == ETIMEDOUT ? kWaitTimedOut : static_cast<uint32_t>(error);
 }
 
 void sem_destroy(void *semaphore) noexcept {

@@ -2,6 +2,7 @@
 
 #include "base/card_memory.h"
 #include "base/lock_guard.h"
+#include "base/wait_result.h"
 #include "channel/reply_spin.h"
 #include "channel/ring.h"
 #include "handle/ecat_handle.h"
@@ -17,8 +18,6 @@ namespace {
 constexpr uint32_t kPollUs = 1000;
 constexpr uint32_t kInterruptRoundMs = 40;
 constexpr uint32_t kPacketTimeoutMs = 10000;
-constexpr uint32_t kWaitArrived = 0;
-constexpr uint32_t kWaitTimedOut = 258;
 
 // Blocks until the card signals, at most one round, and bounds how fast the reply loop can turn
 // when the driver cannot wait.
@@ -39,9 +38,7 @@ class InterruptWait {
         } else {
             fruitless_arrivals_ = 0;
         }
-        if (result != kWaitArrived && result != kWaitTimedOut) {
-            __usleep_window(kPollUs);
-        }
+        rest_after_failed_wait(result);
     }
 
   private:

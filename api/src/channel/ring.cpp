@@ -13,7 +13,7 @@ constexpr int32_t kRefused = -1; // bad argument, bad slot or nothing to pop
 constexpr int32_t kRaced = -2;   // full, or emptied while popping
 
 bool absent(const MailboxRing *ring) noexcept {
-    return ring == nullptr || ring->pointers == nullptr || ring->slots == nullptr;
+    return ring == nullptr || ring_absent(*ring);
 }
 
 MailboxRing copy_view(const MailboxRing *ring) noexcept {

@@ -57,4 +57,23 @@ inline MailboxRing bind_ring(uint8_t *area, RingDescriptor ChannelHeader::*which
     return ring;
 }
 
+// Whether counters and slots lie in the `size` bytes at `memory`; at least `reach` bytes of each
+// slot are touched, however small the card says that it is. A slot that holds no header is none.
+inline bool ring_lies_in(const MailboxRing &ring, const uint8_t *memory, uint64_t size,
+                         uint64_t reach) noexcept {
+    const auto start = reinterpret_cast<uintptr_t>(memory);
+    const uint64_t pointers = reinterpret_cast<uintptr_t>(ring.pointers) - start;
+    const uint64_t slots = reinterpret_cast<uintptr_t>(ring.slots) - start;
+    const uint64_t last = uint64_t{ring.mask} * ring.slot_size;
+    const uint64_t touched = ring.slot_size > reach ? ring.slot_size : reach;
+    return ring.slot_size >= kSlotHeaderSize && pointers <= size &&
+           size - pointers >= 2 * sizeof(uint32_t) && slots <= size && last <= size - slots &&
+           touched <= size - slots - last;
+}
+
+// A ring that is nowhere.
+inline bool ring_absent(const MailboxRing &ring) noexcept {
+    return ring.pointers == nullptr || ring.slots == nullptr;
+}
+
 } // namespace tarn

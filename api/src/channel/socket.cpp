@@ -1,6 +1,7 @@
 // The data stream between programs and firmware, beside the two mailboxes.
 #include "base/card_memory.h"
 #include "base/lock_guard.h"
+#include "base/wait_result.h"
 #include "channel/ring.h"
 #include "handle/ecat_handle.h"
 #include "pci_tarn/board.h"
@@ -16,8 +17,6 @@ namespace {
 constexpr uint32_t kPollUs = 50;
 constexpr uint32_t kFetchTimeoutMs = 500;
 constexpr uint32_t kFetchSliceMs = 100;
-constexpr uint32_t kWaitTimedOut = 258;
-constexpr uint32_t kWaitErrorSleepUs = 1000;
 constexpr uint32_t kBulkTimeoutMs = 50;
 
 struct Piece {
@@ -93,11 +92,8 @@ bool wait_for_message(const CommandChannel &channel) noexcept {
         if (get_tick_ms() - start >= kFetchTimeoutMs) {
             return false;
         }
-        const uint32_t result =
-            waitInterrupt(channel.device, static_cast<uint8_t>(channel.interrupt), kFetchSliceMs);
-        if (result != 0 && result != kWaitTimedOut) {
-            __usleep_window(kWaitErrorSleepUs); // a wait that fails returns at once
-        }
+        rest_after_failed_wait(
+            waitInterrupt(channel.device, static_cast<uint8_t>(channel.interrupt), kFetchSliceMs));
     }
     return true;
 }
@@ -129,6 +125,9 @@ uint32_t _EcatSockClientPostData(EcatHandle *handle, uint32_t type, uint32_t par
     if (handle == nullptr || (data == nullptr && length > 0)) {
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
+    if (ring_absent(handle->socket.out)) {
+        return PCI_TARN_E_NOT_SUPPORTED;
+    }
     const auto *rest = static_cast<const uint8_t *>(data);
     driverLock(handle->socket.lock);
     do {
@@ -149,6 +148,9 @@ uint32_t _EcatSockClientGetData(EcatHandle *handle, uint32_t *type, void *buffer
                                 uint32_t *length) {
     if (handle == nullptr || type == nullptr || buffer == nullptr || length == nullptr) {
         return PCI_TARN_E_INVALID_ARGUMENT;
+    }
+    if (ring_absent(handle->socket.in)) {
+        return PCI_TARN_E_NOT_SUPPORTED;
     }
     const NamedLockGuard guard(handle->socket.second_lock);
     return fetch(*handle, {type, buffer, length});

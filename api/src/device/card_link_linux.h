@@ -66,7 +66,8 @@ inline constexpr uint32_t kDataLimit = 65536;
 inline constexpr uint32_t kInterruptCount = 8;
 
 // One per client. `waiting` stands while a wait for the interrupt is outstanding; the server
-// latches every interrupt in `pending` and signals the event only for a client that waits.
+// latches every interrupt in `pending` and signals the event only for a client that waits. It
+// writes 0 to the event, whose count is never 0: a client watches for edges and reads nothing.
 struct InterruptCell {
     std::atomic<uint32_t> pending;
     std::atomic<uint32_t> waiting;

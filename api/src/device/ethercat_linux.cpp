@@ -1,4 +1,5 @@
 // The driver's operations over the Unix-domain sockets of a card server.
+#include "base/wait_result.h"
 #include "device/card_link_linux.h"
 #include "device/driver_port.h"
 
@@ -31,7 +32,6 @@ using Clock = std::chrono::steady_clock;
 using Deadline = Clock::time_point;
 
 constexpr uint32_t kBarCount = 6;
-constexpr uint32_t kWaitTimedOut = 258;
 // How long a server may take to answer what has no time-out of its own.
 constexpr uint32_t kAnswerTimeoutMs = 5000;
 

@@ -252,6 +252,6 @@ void driver::cancel_wait(void *device, uint32_t, void *request) noexcept {
             GetLastError() == ERROR_NOT_FOUND) {
             return;
         }
-        SwitchToThread();
+        Sleep(1); // at the priority of the data-swap thread nothing less lets the driver run
     }
 }

@@ -64,8 +64,7 @@ struct EcatHandle {
     PiExchangeObject card_area_object;
     PiSlaveObject shadow_input_object;
     EcatPIAsyncState async;
-    uint32_t mode_changing; // 1 while a thread changes the mode
-    uint32_t cycles_seen;   // of those that this process was told of
+    uint32_t cycles_seen; // of those that this process was told of
     EcatHandle *next_swapping;
 
     uint32_t reinit_mode; // 0: take the shared word of (board, channel)

@@ -43,6 +43,18 @@ void bind(CommandChannel &channel, EcatHandle &handle, RingDescriptor ChannelHea
     channel.interrupt = handle.channel * kInterruptsPerChannel + interrupt;
 }
 
+// A socket ring that would leave the channel's area stays away, and the socket functions say so. A
+// post touches a whole piece of each slot, a fetch what the card calls a slot.
+void drop_impossible_socket_rings(EcatHandle &handle) {
+    if (!ring_lies_in(handle.socket.out, handle.area, kChannelAreaStride,
+                      kSlotHeaderSize + kSocketPieceSize)) {
+        handle.socket.out = {};
+    }
+    if (!ring_lies_in(handle.socket.in, handle.area, kChannelAreaStride, kSlotHeaderSize)) {
+        handle.socket.in = {};
+    }
+}
+
 void bind_channels(EcatHandle &handle) {
     const uint32_t board = handle.board->index;
     const uint32_t channel = handle.channel;
@@ -53,6 +65,7 @@ void bind_channels(EcatHandle &handle) {
     bind(handle.socket, handle, &ChannelHeader::socket_out, &ChannelHeader::socket_in,
          getMutex_sock(board, channel, 0), 3);
     handle.socket.second_lock = getMutex_sock(board, channel, 1);
+    drop_impossible_socket_rings(handle);
 }
 
 // Everything of the open that may fail once there is a handle. On failure the board of the handle
@@ -118,14 +131,13 @@ uint32_t EcatOpenEx(EcatHandle **out, const char *name, uint32_t channel, int32_
 }
 
 uint32_t EcatClose(EcatHandle *handle) {
-    if (handle == nullptr) {
-        return PCI_TARN_E_HANDLE;
-    }
-    return pi::on_data_swap_thread(*handle) ? uint32_t{PCI_TARN_E_NOT_SUPPORTED}
-                                            : __EcatClose(handle);
+    return handle == nullptr ? uint32_t{PCI_TARN_E_HANDLE} : __EcatClose(handle);
 }
 
 uint32_t __EcatClose(EcatHandle *handle) {
+    if (pi::on_data_swap_thread(*handle)) { // it cannot wait for its own end
+        return PCI_TARN_E_NOT_SUPPORTED;
+    }
     pi::release(*handle);
     free(handle->board);
     free(handle);

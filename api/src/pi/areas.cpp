@@ -187,6 +187,11 @@ void reset_for_start(EcatHandle &handle) noexcept {
     reset_area(handle, ECAT_PI_CARD_AREA);
 }
 
+void zero_info(EcatHandle &handle) noexcept {
+    const AreaGuard guard(handle, ECAT_PI_FAST_OUTPUT);
+    std::memset(handle.pi_info, 0, sizeof *handle.pi_info);
+}
+
 uint32_t publish_fast_output(EcatHandle &handle) noexcept {
     const AreaGuard guard(handle, ECAT_PI_FAST_OUTPUT);
     pi_buff_3p_master_force_update(&handle.fast_output_object);
@@ -205,7 +210,7 @@ uint32_t push_after_start(EcatHandle &handle) noexcept {
 }
 
 void clear_info(EcatHandle &handle) noexcept {
-    std::memset(handle.pi_info, 0, sizeof *handle.pi_info);
+    zero_info(handle);
     refresh_views(handle);
 }
 

@@ -32,8 +32,7 @@ class AreaLock {
     AreaLock(const AreaLock &) = delete;
     AreaLock &operator=(const AreaLock &) = delete;
 
-  protected:
-    friend void refresh_views(EcatHandle &handle) noexcept; // mends once it knows the lengths
+    // Makes whole what its dead owner left half done of the shadow inputs.
     void mend(EcatHandle &handle) const noexcept {
         if (taken_over_) [[unlikely]] {
             mend_shadow_input(handle.shadow_input_object, handle.pd_version,
@@ -46,8 +45,8 @@ class AreaLock {
     bool taken_over_; // its owner died with it
 };
 
-// Within it nobody sees what a process left half done. One that is killed while it mends still has
-// the lock, so that the next one mends.
+// Within it nobody sees shadow inputs that a process left half done. One that is killed while it
+// mends still has the lock, so that the next one mends.
 class AreaGuard : public AreaLock {
   public:
     AreaGuard(EcatHandle &handle, uint32_t index) noexcept : AreaLock(handle.areas[index]) {
@@ -61,6 +60,9 @@ inline uint32_t exchange_locked(EcatHandle &handle, uint32_t index) noexcept {
     PiArea &area = handle.areas[index];
     return area.ops->exchange(area.object, &area.state);
 }
+
+// Zeroes the PI info record, of which the data-swap thread looks at the dirty word.
+void zero_info(EcatHandle &handle) noexcept;
 
 // Marks the fast outputs and publishes them.
 uint32_t publish_fast_output(EcatHandle &handle) noexcept;

@@ -1,7 +1,9 @@
 // Access modes of the triple buffers, and the data-swap thread of the cycle mode.
 #include "base/card_memory.h"
 #include "base/console.h"
+#include "base/immortal.h"
 #include "base/os.h"
+#include "base/wait_result.h"
 #include "pci_tarn/status.h"
 #include "pi/areas.h"
 #include "pi/buffer_ops.h"
@@ -9,6 +11,7 @@
 #include "pi/pi_setup.h"
 #include "pi/wakeup.h"
 
+#include <condition_variable>
 #include <mutex>
 
 namespace tarn::pi {
@@ -28,11 +31,11 @@ constexpr int kSwapThreadExitLine = 3184;
 // The handle whose data-swap thread the calling thread is.
 thread_local const EcatHandle *swapped_here = nullptr;
 
-// One thread at a time changes a handle's mode. No named lock: the one that waits for the data-swap
-// thread to end must not keep that from its exchange.
+// One thread at a time changes a channel's mode. No named lock: the one that waits for the
+// data-swap thread to end must not keep that from its exchange.
 class ModeChange {
   public:
-    explicit ModeChange(EcatHandle &handle) noexcept : changing_(&handle.mode_changing) {
+    explicit ModeChange(EcatPIAsyncState &state) noexcept : changing_(&state.changing) {
         while (__atomic_exchange_n(changing_, 1U, __ATOMIC_ACQUIRE) != 0) {
             __usleep_window(kModeChangePollUs);
         }
@@ -101,60 +104,92 @@ void *run_data_swap(void *arg) {
     return nullptr;
 }
 
-// The handles with a data-swap thread. A program that ends without closing them takes the cards
-// from under their threads, so these are ended first.
+void end_data_swap(EcatPIAsyncState &state) noexcept {
+    // Taken out at once: the mode may also be entered without a change of the mode.
+    EcatOsThread *const thread = __atomic_exchange_n(&state.thread, nullptr, __ATOMIC_ACQ_REL);
+    if (thread != nullptr) {
+        card::store32(&state.stop, 1);
+        ecat_os_thread_join(thread);
+    }
+    set_wakeup(state, nullptr);
+}
+
+// The handles that have, or had, a data-swap thread. A program that ends without closing them takes
+// the cards from under their threads, so these are ended first.
 class SwappingHandles {
   public:
     void add(EcatHandle &handle) noexcept {
         std::call_once(end_registered_, [] { os::before_threads_end(end_all); });
         const std::lock_guard lock(mutex_);
-        handle.next_swapping = first_;
-        first_ = &handle;
+        if (find(handle.async) == nullptr) {
+            handle.next_swapping = first_;
+            first_ = &handle;
+        }
     }
 
+    // Waits while the end of the process has the handle: it may be freed afterwards.
     void remove(const EcatPIAsyncState &state) noexcept {
-        const std::lock_guard lock(mutex_);
-        for (EcatHandle **link = &first_; *link != nullptr; link = &(*link)->next_swapping) {
-            if (&(*link)->async == &state) {
-                *link = (*link)->next_swapping;
-                return;
-            }
+        std::unique_lock lock(mutex_);
+        ended_.wait(lock, [&] { return ending_ != &state; });
+        if (EcatHandle **const link = find(state); link != nullptr) {
+            *link = (*link)->next_swapping;
         }
     }
 
   private:
     static void end_all() noexcept;
 
-    EcatHandle *take() noexcept {
-        const std::lock_guard lock(mutex_);
-        EcatHandle *const handle = first_;
-        if (handle != nullptr) {
-            first_ = handle->next_swapping;
+    EcatHandle **find(const EcatPIAsyncState &state) noexcept {
+        for (EcatHandle **link = &first_; *link != nullptr; link = &(*link)->next_swapping) {
+            if (&(*link)->async == &state) {
+                return link;
+            }
         }
-        return handle;
+        return nullptr;
+    }
+
+    void end_first(std::unique_lock<std::mutex> &lock) noexcept {
+        EcatHandle &handle = *first_;
+        first_ = handle.next_swapping;
+        if (on_data_swap_thread(handle)) { // a callback may end the process
+            return;
+        }
+        ending_ = &handle.async;
+        lock.unlock();
+        {
+            const ModeChange change(handle.async);
+            end_data_swap(handle.async);
+        }
+        lock.lock();
+        ending_ = nullptr;
+        ended_.notify_all();
     }
 
     std::once_flag end_registered_;
     std::mutex mutex_;
+    std::condition_variable ended_;
     EcatHandle *first_ = nullptr;
+    const EcatPIAsyncState *ending_ = nullptr;
 };
 
-// Never destroyed: a channel may be closed while the process ends.
 SwappingHandles &swapping_handles() noexcept {
-    static auto *const handles = new SwappingHandles;
-    return *handles;
+    static Immortal<SwappingHandles> handles;
+    return handles.get();
 }
 
 void SwappingHandles::end_all() noexcept {
-    while (EcatHandle *const handle = swapping_handles().take()) {
-        if (!on_data_swap_thread(*handle)) { // a callback may end the process
-            __EcatPIASyncModeReset(&handle->async);
-        }
+    SwappingHandles &handles = swapping_handles();
+    std::unique_lock lock(handles.mutex_);
+    while (handles.first_ != nullptr) {
+        handles.end_first(lock);
     }
 }
 
 // A sign from before does not count; of the cycles from before, see enter().
 bool start_data_swap(EcatHandle &handle) noexcept {
+    if (handle.async.semaphore == nullptr) { // there was no memory for it
+        return false;
+    }
     card::store32(&handle.async.stop, 0);
     ecat_os_sem_time_wait(handle.async.semaphore, 0);
     handle.async.thread = ecat_os_thread_create(&handle, run_data_swap, kSwapPriority);
@@ -186,7 +221,7 @@ uint32_t wake_up(EcatHandle &handle, uint32_t timeout_ms) noexcept {
     const Wakeup wakeup = __atomic_load_n(&handle.async.wakeup, __ATOMIC_ACQUIRE);
     if (wakeup == nullptr) { // a refused mode left it so
         __usleep_window(kNoWakeupSleepUs);
-        return kCycleWaitTimedOut;
+        return kWaitTimedOut;
     }
     return wakeup(&handle, timeout_ms);
 }
@@ -245,11 +280,11 @@ uint32_t EcatPIASyncModeSet(EcatHandle *handle, uint32_t mode) {
         const bool same = card::load32(&handle->async.mode) == mode;
         return same ? PCI_TARN_OK : PCI_TARN_E_NOT_SUPPORTED;
     }
-    const pi::ModeChange change(*handle);
+    const pi::ModeChange change(handle->async);
     if (card::load32(&handle->async.mode) == mode) {
         return PCI_TARN_OK;
     }
-    __EcatPIASyncModeReset(&handle->async);
+    pi::end_data_swap(handle->async);
     return pi::enter_mode(*handle, mode);
 }
 
@@ -306,14 +341,12 @@ uint32_t __EcatPIASyncModeReset(EcatPIAsyncState *state) {
     if (state == nullptr) {
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
-    // Taken out at once: the end of the process and a change of the mode may both come here.
-    EcatOsThread *const thread = __atomic_exchange_n(&state->thread, nullptr, __ATOMIC_ACQ_REL);
-    if (thread != nullptr) {
-        pi::swapping_handles().remove(*state);
-        card::store32(&state->stop, 1);
-        ecat_os_thread_join(thread);
+    if (pi::swapped_here != nullptr && &pi::swapped_here->async == state) {
+        return PCI_TARN_E_NOT_SUPPORTED; // it cannot wait for its own end
     }
-    pi::set_wakeup(*state, nullptr);
+    pi::swapping_handles().remove(*state);
+    const pi::ModeChange change(*state);
+    pi::end_data_swap(*state);
     return PCI_TARN_OK;
 }
 
@@ -321,7 +354,9 @@ uint32_t __EcatPIASyncModeDestroy(EcatPIAsyncState *state) {
     if (state == nullptr) {
         return PCI_TARN_E_INVALID_ARGUMENT;
     }
-    __EcatPIASyncModeReset(state);
+    if (const uint32_t status = __EcatPIASyncModeReset(state); status != PCI_TARN_OK) {
+        return status;
+    }
     ecat_os_sem_destroy(state->semaphore);
     state->semaphore = nullptr;
     return PCI_TARN_OK;
@@ -347,7 +382,7 @@ uint32_t __Ecat_PI_ASync_WakeupByInterrup(EcatHandle *handle, uint32_t timeout_m
         if (get_tick_ms() >= deadline) {
             return 1;
         }
-        pi::rest_after_failed_wait(result);
+        rest_after_failed_wait(result);
     }
 }
 

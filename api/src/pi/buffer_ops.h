@@ -16,8 +16,7 @@ const PiOps *slave_ops(uint32_t pd_version, Access access) noexcept;
 const PiOps *card_area_ops() noexcept;
 
 // Makes the local image whole again after a process died with the lock held.
-void mend_shadow_input(PiSlaveObject &object, uint32_t pd_version,
-                       const PiTransfer &state) noexcept;
+void mend_shadow_input(PiSlaveObject &object, uint32_t pd_version, PiTransfer &state) noexcept;
 
 // Pieces that the tables share.
 uint32_t no_setup(void *object, PiTransfer *state) noexcept;

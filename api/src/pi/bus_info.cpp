@@ -87,11 +87,7 @@ uint32_t read_fixed_addresses(EcatHandle &handle) noexcept {
 
 uint32_t fill_info(EcatHandle &handle, const char *eni_path) noexcept {
     PiInfo &info = *handle.pi_info;
-    {
-        // The data-swap thread looks at the dirty word in it.
-        const AreaGuard guard(handle, ECAT_PI_FAST_OUTPUT);
-        std::memset(&info, 0, sizeof info);
-    }
+    zero_info(handle);
     uint16_t count = 0;
     if (const uint32_t status = EcatGetSlaveCount(&handle, &count)) {
         return status;

@@ -1,7 +1,10 @@
 #include "pi/cycle_wait.h"
 
+#include "base/immortal.h"
+#include "base/wait_result.h"
 #include "pci_tarn/driver.h"
 
+#include <array>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -11,7 +14,6 @@ namespace tarn::pi {
 namespace {
 
 constexpr uint32_t kSliceMs = 2;
-constexpr uint32_t kFailureRestUs = 1000;
 
 struct CycleGate {
     std::mutex mutex;
@@ -22,8 +24,8 @@ struct CycleGate {
 
 // Never destroyed: a thread may still wait while the process ends.
 CycleGate &gate_of(const EcatHandle &handle) noexcept {
-    static auto *const gates = new CycleGate[PCI_TARN_MAX_BOARDS * PCI_TARN_MAX_CHANNELS];
-    return gates[channel_slot(handle.board->index, handle.channel)];
+    static Immortal<std::array<CycleGate, PCI_TARN_MAX_BOARDS * PCI_TARN_MAX_CHANNELS>> gates;
+    return gates.get()[channel_slot(handle.board->index, handle.channel)];
 }
 
 bool take_cycle(EcatHandle &handle, const CycleGate &gate) noexcept {
@@ -48,7 +50,7 @@ uint32_t wait_cycle_slice(EcatHandle &handle) noexcept {
     if (gate.waiting) {
         gate.changed.wait_for(lock, std::chrono::milliseconds(kSliceMs),
                               [&] { return !gate.waiting || handle.cycles_seen != gate.cycles; });
-        return take_cycle(handle, gate) ? 0 : kCycleWaitTimedOut;
+        return take_cycle(handle, gate) ? 0 : kWaitTimedOut;
     }
     if (take_cycle(handle, gate)) {
         return 0;
@@ -66,12 +68,6 @@ uint32_t wait_cycle_slice(EcatHandle &handle) noexcept {
     lock.unlock();
     gate.changed.notify_all();
     return result;
-}
-
-void rest_after_failed_wait(uint32_t result) noexcept {
-    if (result != 0 && result != kCycleWaitTimedOut) {
-        __usleep_window(kFailureRestUs);
-    }
 }
 
 } // namespace tarn::pi

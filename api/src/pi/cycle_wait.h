@@ -8,8 +8,6 @@
 
 namespace tarn::pi {
 
-inline constexpr uint32_t kCycleWaitTimedOut = 258;
-
 // From now on the handle is told of cycles; those that another one of the process was told of do
 // not count. One that the driver still keeps, because nobody waited for it, comes at once.
 void begin_cycle_wait(EcatHandle &handle) noexcept;
@@ -17,9 +15,5 @@ void begin_cycle_wait(EcatHandle &handle) noexcept;
 // Waits at most 2 ms. Returns 0 when there was a cycle that the handle was not told of yet, 258 on
 // time-out, any other value when the driver failed.
 uint32_t wait_cycle_slice(EcatHandle &handle) noexcept;
-
-// For a loop that goes on after such a failure, which comes at once: at the priority of the
-// data-swap thread such a loop would stop the machine.
-void rest_after_failed_wait(uint32_t result) noexcept;
 
 } // namespace tarn::pi

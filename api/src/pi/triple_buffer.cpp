@@ -343,11 +343,15 @@ const PiOps *card_area_ops() noexcept {
 
 // In the first generation the host word changes before the copy: who was killed between the two
 // left half an image that counts as taken, and the buffer is still held. In the second it changes
-// after the copy, so that the next exchange copies again.
-void mend_shadow_input(PiSlaveObject &object, uint32_t pd_version,
-                       const PiTransfer &state) noexcept {
-    const uint32_t held = card::load32(&in_words(object).host);
-    if (pd_version == kPdVersionFirst && held < kBuffers) {
+// after the copy: the exchange is done again, a second time in case the card was faster and holds
+// the image now, and a third in case it answered late.
+void mend_shadow_input(PiSlaveObject &object, uint32_t pd_version, PiTransfer &state) noexcept {
+    constexpr int kExchanges = 3;
+    if (pd_version != kPdVersionFirst) {
+        for (int i = 0; i < kExchanges; ++i) {
+            slave_exchange_second(&object, &state);
+        }
+    } else if (const uint32_t held = card::load32(&in_words(object).host); held < kBuffers) {
         take_held(object, held, state);
     }
 }

@@ -5,6 +5,7 @@
 #include "handle/ecat_handle.h"
 #include "pci_tarn/status.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -136,14 +137,18 @@ uint32_t EcatPIWatchDogQuery(EcatHandle *handle, uint32_t slave, uint32_t *first
                                           .reply = block.data(),
                                           .reply_length = &reply_length});
     const WatchdogRecord &reply = block.record();
-    const uint32_t count = reply.length < room ? reply.length : room;
     if (status == PCI_TARN_OK) {
+        // A card that says more than was asked for gets neither beyond the caller's blocks nor
+        // beyond the reply.
+        const uint32_t count = std::min(reply.length, room);
+        const uint32_t room_behind = block.size() - uint32_t{sizeof(WatchdogRecord)};
+        const uint32_t second = std::min(reply.length, room_behind - count);
         give_bytes(first_block, block.rest(), count);
-        give_bytes(second_block, block.rest() + count, count);
+        give_bytes(second_block, block.rest() + second, count);
     }
     give(first_status, reply.status[0]);
     give(second_status, reply.status[1]);
-    *length = count;
+    *length = reply.length;
     return status;
 }
 

@@ -523,6 +523,7 @@ EcatPIAsyncState._fields_ = [
     ("callback_arg", _c.c_void_p),
     ("callback", EcatCycleCallback),
     ("wakeup", _c.CFUNCTYPE(_c.c_uint32, _c.POINTER(EcatHandle), _c.c_uint32)),
+    ("changing", _c.c_uint32),
 ]
 cJSON._fields_ = [
     ("next", _c.POINTER(cJSON)),

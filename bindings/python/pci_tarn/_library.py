@@ -55,6 +55,28 @@ def _check_status(result, function, _arguments):
         raise PciTarnError(result, error_text(result), function.__name__)
 
 
+class _Integer:
+    """An integer argument. ctypes alone would cut one that is too wide for it."""
+
+    def __init__(self, kind):
+        self.kind = kind
+        bits = ctypes.sizeof(kind) * 8
+        signed = kind(-1).value < 0
+        self.range = range(-(1 << bits - 1), 1 << bits - 1) if signed else range(1 << bits)
+
+    def from_param(self, value):
+        if isinstance(value, int) and int(value) not in self.range:
+            raise ValueError(f"{value} is not within {self.range[0]} to {self.range[-1]}")
+        return self.kind.from_param(value)
+
+
+_INTEGERS = {
+    kind: _Integer(kind)
+    for name in ("int8", "uint8", "int16", "uint16", "int32", "uint32", "int64", "uint64")
+    for kind in [getattr(ctypes, f"c_{name}")]
+}
+
+
 def _absent(name):
     """Stands for a function that a library older than this package does not have."""
 
@@ -69,7 +91,7 @@ def _bind(name, result, arguments, is_status):
         return _absent(name)
     function = getattr(library, name)
     function.restype = result
-    function.argtypes = arguments
+    function.argtypes = [_INTEGERS.get(kind, kind) for kind in arguments]
     if is_status:
         function.errcheck = _check_status
     elif result is ctypes.c_char_p:

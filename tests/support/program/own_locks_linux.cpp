@@ -1,8 +1,8 @@
 // Gives a test program, and what it starts, a folder of shared memory objects of its own. The named
 // locks live there: two tests that run at once would wait for each other's, some for ever.
 //
-// It must be done before the library is initialised, which opens them. Sanitizers start later still.
-// Where it is not allowed the tests share the locks, and `make test` runs one at a time.
+// It must be done before the library is initialised, which opens them. Sanitizers start later
+// still. Where it is not allowed the tests share the locks, and `make test` runs one at a time.
 
 #include "own_locks_linux.h"
 
