@@ -176,14 +176,19 @@ TEST_F(EscTest, StartCommandsAreCarriedOut) {
     EXPECT_EQ(word(0, 0x0420), 0x2710U);
 }
 
-TEST_F(EscTest, IdentityChecksOfStartCommandsLeaveTheirResult) {
-    Network network = network_of({{"dio8"}});
+// Reads the vendor out of the EEPROM on the way to PREOP.
+InitCommand identity_check() {
     InitCommand command;
     command.transitions = {{1, 2}};
     command.command = 2;
     command.ado = 0x0502;
     command.data = {0x00, 0x01, 0x08, 0, 0, 0};
-    network.slaves[0].init_commands.push_back(command);
+    return command;
+}
+
+TEST_F(EscTest, IdentityChecksOfStartCommandsLeaveTheirResult) {
+    Network network = network_of({{"dio8"}});
+    network.slaves[0].init_commands.push_back(identity_check());
     run(network, 2);
     EXPECT_EQ(word(0, 0x0508, 4), network.slaves[0].vendor_id);
 }
@@ -671,12 +676,7 @@ TEST_F(EscTest, AWrongChecksumShowsUntilTheEepromIsLoadedAgain) {
 
 TEST_F(EscTest, IdentityChecksOfStartCommandsLeaveTheChecksumError) {
     Network network = network_of({{"dio8"}});
-    InitCommand command;
-    command.transitions = {{1, 2}};
-    command.command = 2;
-    command.ado = 0x0502;
-    command.data = {0x00, 0x01, 0x08, 0, 0, 0};
-    network.slaves[0].init_commands.push_back(command);
+    network.slaves[0].init_commands.push_back(identity_check());
     run(network, 2);
     write_eeprom(0, 4, {0x39, 0x05});
     run(network, 2);
